@@ -1,0 +1,29 @@
+# Compile settings shared by every target of the project.
+
+add_library(qvsv_compile_options INTERFACE)
+target_compile_options(qvsv_compile_options INTERFACE -Wall -Wextra -Wno-unused-parameter)
+if(QVSV_WERROR)
+  target_compile_options(qvsv_compile_options INTERFACE -Werror)
+endif()
+
+if(QVSV_SANITIZE STREQUAL "address")
+  set(_qvsv_san -fsanitize=address,undefined -fno-sanitize-recover=all -fno-omit-frame-pointer)
+elseif(QVSV_SANITIZE STREQUAL "thread")
+  set(_qvsv_san -fsanitize=thread -fno-omit-frame-pointer)
+elseif(NOT QVSV_SANITIZE STREQUAL "")
+  message(FATAL_ERROR "QVSV_SANITIZE must be empty, 'address' or 'thread', not '${QVSV_SANITIZE}'")
+endif()
+if(_qvsv_san)
+  # Applied globally so that tests and tools share the sanitizer runtime.
+  add_compile_options(${_qvsv_san})
+  add_link_options(${_qvsv_san})
+endif()
+
+# qvsv_add_test_suite(<name> SOURCES ... [LIBS ...])
+# One GoogleTest executable per area, discovered by CTest.
+function(qvsv_add_test_suite name)
+  cmake_parse_arguments(ARG "" "" "SOURCES;LIBS" ${ARGN})
+  add_executable(${name} ${ARG_SOURCES})
+  target_link_libraries(${name} PRIVATE ${ARG_LIBS} qvsv_test_support GTest::gtest GTest::gmock GTest::gtest_main qvsv_compile_options)
+  gtest_discover_tests(${name} DISCOVERY_TIMEOUT 60)
+endfunction()

@@ -1,0 +1,27 @@
+// The library's host module entry points.
+#include "qv_services/module.hpp"
+
+namespace {
+
+bool& initialized() {
+  static bool flag = false;
+  return flag;
+}
+
+}  // namespace
+
+extern "C" {
+
+int TLInitialize_qv_services() {
+  initialized() = true;
+  return 0;
+}
+
+void TLTerminate_qv_services() { initialized() = false; }
+
+const tessel::ModuleFunctionTable* QueryTLFcnTable_qv_services() {
+  static const tessel::ModuleFunctionTable table{0, nullptr};
+  return &table;
+}
+
+}  // extern "C"

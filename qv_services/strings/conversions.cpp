@@ -1,0 +1,162 @@
+// UTF-8 <-> UTF-16 with one treatment of ill-formed input, and the escaping
+// conversion to ASCII.
+#include "qv_services/conversions.hpp"
+
+#include <cstdint>
+#include <stdexcept>
+
+namespace {
+
+constexpr char16_t kReplacement = 0xFFFD;
+
+[[noreturn]] void illFormed(const char* what, std::size_t offset) {
+  throw std::invalid_argument(std::string("ill-formed ") + what + " at offset " + std::to_string(offset));
+}
+
+void appendUtf8(std::string& out, char32_t cp) {
+  if (cp < 0x80) {
+    out.push_back(static_cast<char>(cp));
+  } else if (cp < 0x800) {
+    out.push_back(static_cast<char>(0xC0 | (cp >> 6)));
+    out.push_back(static_cast<char>(0x80 | (cp & 0x3F)));
+  } else if (cp < 0x10000) {
+    out.push_back(static_cast<char>(0xE0 | (cp >> 12)));
+    out.push_back(static_cast<char>(0x80 | ((cp >> 6) & 0x3F)));
+    out.push_back(static_cast<char>(0x80 | (cp & 0x3F)));
+  } else {
+    out.push_back(static_cast<char>(0xF0 | (cp >> 18)));
+    out.push_back(static_cast<char>(0x80 | ((cp >> 12) & 0x3F)));
+    out.push_back(static_cast<char>(0x80 | ((cp >> 6) & 0x3F)));
+    out.push_back(static_cast<char>(0x80 | (cp & 0x3F)));
+  }
+}
+
+bool isHighSurrogate(char16_t u) { return u >= 0xD800 && u <= 0xDBFF; }
+bool isLowSurrogate(char16_t u) { return u >= 0xDC00 && u <= 0xDFFF; }
+
+// Walks UTF-16 by code point; unpaired surrogates come back as themselves with
+// paired == false.
+template <typename Visit>
+void forEachCodePoint(std::u16string_view text, Visit&& visit) {
+  for (std::size_t i = 0; i < text.size(); ++i) {
+    const char16_t u = text[i];
+    if (isHighSurrogate(u) && i + 1 < text.size() && isLowSurrogate(text[i + 1])) {
+      const char32_t cp = 0x10000 + ((static_cast<char32_t>(u) - 0xD800) << 10) + (text[i + 1] - 0xDC00);
+      visit(cp, true, i);
+      ++i;
+    } else {
+      visit(static_cast<char32_t>(u), !(isHighSurrogate(u) || isLowSurrogate(u)), i);
+    }
+  }
+}
+
+}  // namespace
+
+std::u16string ConvertStdStringToUString(std::string_view text, bool substitute) {
+  std::u16string out;
+  out.reserve(text.size());
+  const auto* p = reinterpret_cast<const unsigned char*>(text.data());
+  const std::size_t n = text.size();
+  std::size_t i = 0;
+  while (i < n) {
+    const unsigned char lead = p[i];
+    if (lead < 0x80) {
+      out.push_back(lead);
+      ++i;
+      continue;
+    }
+    // Expected length and the allowed range of the second byte (the first
+    // continuation byte carries the overlong and surrogate restrictions).
+    std::size_t length = 0;
+    unsigned char low = 0x80;
+    unsigned char high = 0xBF;
+    if (lead >= 0xC2 && lead <= 0xDF) {
+      length = 2;
+    } else if (lead >= 0xE0 && lead <= 0xEF) {
+      length = 3;
+      if (lead == 0xE0) low = 0xA0;
+      if (lead == 0xED) high = 0x9F;
+    } else if (lead >= 0xF0 && lead <= 0xF4) {
+      length = 4;
+      if (lead == 0xF0) low = 0x90;
+      if (lead == 0xF4) high = 0x8F;
+    }
+    std::size_t consumed = 1;
+    bool complete = length != 0;
+    if (complete) {
+      char32_t cp = lead & (0xFF >> (length + 1));
+      for (; consumed < length; ++consumed) {
+        if (i + consumed >= n) {
+          complete = false;
+          break;
+        }
+        const unsigned char c = p[i + consumed];
+        const unsigned char lo = consumed == 1 ? low : 0x80;
+        const unsigned char hi = consumed == 1 ? high : 0xBF;
+        if (c < lo || c > hi) {
+          complete = false;
+          break;
+        }
+        cp = (cp << 6) | (c & 0x3F);
+      }
+      if (complete) {
+        if (cp >= 0x10000) {
+          cp -= 0x10000;
+          out.push_back(static_cast<char16_t>(0xD800 + (cp >> 10)));
+          out.push_back(static_cast<char16_t>(0xDC00 + (cp & 0x3FF)));
+        } else {
+          out.push_back(static_cast<char16_t>(cp));
+        }
+        i += length;
+        continue;
+      }
+    }
+    if (!substitute) illFormed("UTF-8", i);
+    out.push_back(kReplacement);
+    i += consumed;
+  }
+  return out;
+}
+
+std::u16string ConvertStdStringToUString(const char* text, bool substitute) {
+  return text == nullptr ? std::u16string() : ConvertStdStringToUString(std::string_view(text), substitute);
+}
+
+std::string ConvertUStringToStdString(std::u16string_view text, bool substitute) {
+  std::string out;
+  out.reserve(text.size() + text.size() / 2);
+  forEachCodePoint(text, [&](char32_t cp, bool wellFormed, std::size_t offset) {
+    if (!wellFormed) {
+      if (!substitute) illFormed("UTF-16 (unpaired surrogate)", offset);
+      cp = kReplacement;
+    }
+    appendUtf8(out, cp);
+  });
+  return out;
+}
+
+std::string ConvertUStringToStdString(const char16_t* text, bool substitute) {
+  return text == nullptr ? std::string() : ConvertUStringToStdString(std::u16string_view(text), substitute);
+}
+
+std::string ConvertUStringWithEscaping(const char16_t* text, bool escape, int style) {
+  if (escape && style != kQvsvEscapeStyleAscii) {
+    throw std::invalid_argument("unsupported escaping style " + std::to_string(style));
+  }
+  if (text == nullptr) return std::string();
+  if (!escape) return ConvertUStringToStdString(text, true);
+  static const char kHex[] = "0123456789ABCDEF";
+  std::string out;
+  forEachCodePoint(std::u16string_view(text), [&](char32_t cp, bool, std::size_t) {
+    if (cp == u'\\') {
+      out += "\\\\";
+    } else if (cp >= 0x20 && cp <= 0x7E) {
+      out.push_back(static_cast<char>(cp));
+    } else {
+      const int digits = cp > 0xFFFF ? 8 : 4;
+      out += digits == 8 ? "\\U" : "\\u";
+      for (int shift = (digits - 1) * 4; shift >= 0; shift -= 4) out.push_back(kHex[(cp >> shift) & 0xF]);
+    }
+  });
+  return out;
+}

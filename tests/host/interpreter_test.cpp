@@ -1,0 +1,125 @@
+#include <gtest/gtest.h>
+
+#include <optional>
+#include <vector>
+
+#include "tessel/array.hpp"
+#include "tessel/interpreter.hpp"
+
+namespace {
+
+class Interpreter : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    live_ = tessel::LiveArrayCount();
+    scope_.emplace();
+  }
+  // Closing the scope must take every array the test made with it.
+  void TearDown() override {
+    scope_.reset();
+    EXPECT_EQ(tessel::LiveArrayCount(), live_);
+  }
+  std::size_t live_ = 0;
+  std::optional<tessel::HostCallScope> scope_;
+};
+
+TEST_F(Interpreter, UnknownFunctionThrowsNamingIt) {
+  try {
+    tessel::feval("no_such_function", 0, nullptr, 0, nullptr);
+    FAIL() << "no exception";
+  } catch (const tessel::HostError& e) {
+    EXPECT_EQ(e.identifier(), "Tessel:UndefinedFunction");
+    EXPECT_NE(std::string(e.what()).find("'no_such_function'"), std::string::npos);
+  }
+}
+
+TEST_F(Interpreter, SortThenSelectRowsReordersACellByItsFirstColumn) {
+  txArray* table = txCreateCellMatrix(3, 2);
+  const char16_t* names[] = {u"beta", u"Alpha", u"alpha"};
+  for (txIndex r = 0; r < 3; ++r) {
+    txSetCell(table, r, txCreateString(names[r]));
+    txSetCell(table, 3 + r, txCreateDoubleScalar(static_cast<double>(r)));
+  }
+  txArray* sortOut[2] = {};
+  tessel::feval("@(x)sort(x(:,1))", 2, sortOut, 1, &table);
+  ASSERT_EQ(txGetNumberOfElements(sortOut[1]), 3u);
+  EXPECT_EQ(std::vector<double>(txGetPr(sortOut[1]), txGetPr(sortOut[1]) + 3), (std::vector<double>{2, 3, 1}))
+      << "code-unit order: upper case before lower case";
+  EXPECT_EQ(txGetString(txGetCell(sortOut[0], 0)), u"Alpha");
+
+  txArray* selectIn[2] = {table, sortOut[1]};
+  txArray* selected = nullptr;
+  tessel::feval("@(x,i) x(i,:)", 1, &selected, 2, selectIn);
+  ASSERT_EQ(txGetM(selected), 3u);
+  ASSERT_EQ(txGetN(selected), 2u);
+  EXPECT_EQ(txGetString(txGetCell(selected, 0)), u"Alpha");
+  EXPECT_EQ(txGetString(txGetCell(selected, 2)), u"beta");
+  EXPECT_EQ(txGetScalar(txGetCell(selected, 3)), 1.0);
+}
+
+TEST_F(Interpreter, SelectRowsRejectsIndicesOutsideTheArray) {
+  txArray* in[2] = {txCreateDoubleMatrix(2, 1), txCreateDoubleScalar(3)};
+  txArray* out = nullptr;
+  EXPECT_THROW(tessel::feval("@(x,i) x(i,:)", 1, &out, 2, in), tessel::HostError);
+  EXPECT_EQ(out, nullptr);
+}
+
+TEST_F(Interpreter, RegisteredFunctionsAreCalledAndUnregisteredByScope) {
+  {
+    tessel::ScopedFunction twice("twice", [](int, txArray* plhs[], int, txArray* prhs[]) {
+      plhs[0] = txCreateDoubleScalar(2 * txGetScalar(prhs[0]));
+    });
+    EXPECT_FALSE(tessel::RegisterFunction("twice", [](int, txArray**, int, txArray**) {}));
+    txArray* in = txCreateDoubleScalar(21);
+    txArray* out = nullptr;
+    tessel::feval("twice", 1, &out, 1, &in);
+    EXPECT_EQ(txGetScalar(out), 42.0);
+  }
+  EXPECT_FALSE(tessel::IsFunctionRegistered("twice"));
+}
+
+TEST_F(Interpreter, OutputLeftUnsetIsAnErrorAndSetOutputsAreDestroyed) {
+  tessel::ScopedFunction half("half_done", [](int, txArray* plhs[], int, txArray**) {
+    plhs[0] = txCreateDoubleScalar(1);
+    txMakeArrayPersistent(plhs[0]);  // would leak if feval did not clean up
+  });
+  txArray* out[2] = {};
+  try {
+    tessel::feval("half_done", 2, out, 0, nullptr);
+    FAIL() << "no exception";
+  } catch (const tessel::HostError& e) {
+    EXPECT_EQ(e.identifier(), "Tessel:OutputNotSet");
+  }
+  EXPECT_EQ(out[0], nullptr);
+}
+
+TEST_F(Interpreter, RefreshCustomizationsIsBuiltIn) {
+  const int before = tessel::RefreshCustomizationsCount();
+  tessel::feval("qv_refresh_customizations", 0, nullptr, 0, nullptr);
+  EXPECT_EQ(tessel::RefreshCustomizationsCount(), before + 1);
+}
+
+TEST_F(Interpreter, CallStackListsFramesInnermostFirst) {
+  const txArray* empty = tessel::GetCallStack();
+  EXPECT_EQ(txGetM(empty), 0u);
+  EXPECT_EQ(txGetFieldNumber(empty, "line"), 2);
+  tessel::ScopedFrame outer("/models/run.m", "run", 10);
+  {
+    tessel::ScopedFrame inner("/models/step.m", "step", 42);
+    const txArray* stack = tessel::GetCallStack();
+    ASSERT_EQ(txGetNumberOfElements(stack), 2u);
+    EXPECT_EQ(txGetStringUTF8(txGetField(stack, 0, "name")), "step");
+    EXPECT_EQ(txGetScalar(txGetField(stack, 0, "line")), 42.0);
+    EXPECT_EQ(txGetStringUTF8(txGetField(stack, 1, "file")), "/models/run.m");
+  }
+  EXPECT_EQ(tessel::CallStackDepth(), 1u);
+}
+
+TEST_F(Interpreter, InterruptFlagIsSettable) {
+  EXPECT_TRUE(tessel::IsInterruptEnabled());
+  tessel::SetInterruptEnabled(false);
+  EXPECT_FALSE(tessel::IsInterruptEnabled());
+  tessel::SetInterruptEnabled(true);
+}
+
+}  // namespace

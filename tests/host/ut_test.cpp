@@ -1,0 +1,124 @@
+#include <gtest/gtest.h>
+
+#include <cstring>
+#include <new>
+#include <string>
+
+#include "tessel/console.hpp"
+#include "tessel/display.hpp"
+#include "tessel/foundation.hpp"
+#include "tessel/ut.hpp"
+
+namespace {
+
+TEST(Console, CaptureCollectsPrintfAndNestedCapturesTakeOver) {
+  tessel::ConsoleCapture outer;
+  utPrintf("%s=%d\n", "x", 3);
+  {
+    tessel::ConsoleCapture inner;
+    utPrintf("inner");
+    EXPECT_EQ(inner.text(), "inner");
+  }
+  utPrintf("%s", std::string(2000, 'y').c_str());
+  EXPECT_EQ(outer.take(), "x=3\n" + std::string(2000, 'y'));
+  EXPECT_EQ(outer.text(), "");
+}
+
+TEST(Console, DisplaysLabelTheirMessages) {
+  tessel::ConsoleCapture capture;
+  tessel::DisplayWarning("A:b", u"careful \u00E9");
+  tessel::DisplayError("A:b", u"broken");
+  tessel::DisplayInfo("A:b", u"note");
+  EXPECT_EQ(capture.text(), "Warning: careful \xC3\xA9\nError: broken\nnote\n");
+}
+
+TEST(Console, HotlinkSupportIsOffUnlessTheHostSetsIt) {
+  EXPECT_FALSE(utPrintfIsHot());
+  {
+    tessel::ScopedPrintfIsHot hot(true);
+    EXPECT_TRUE(utPrintfIsHot());
+  }
+  EXPECT_FALSE(utPrintfIsHot());
+}
+
+TEST(Allocator, FailureScopeMakesRequestsFail) {
+  void* before = utMalloc(16);
+  ASSERT_NE(before, nullptr);
+  {
+    tessel::ScopedAllocationFailure failAll;
+    EXPECT_EQ(utMalloc(8), nullptr);
+    EXPECT_EQ(utCalloc(2, 8), nullptr);
+    EXPECT_EQ(utRealloc(before, 64), nullptr) << "the block stays valid";
+    EXPECT_THROW(utMallocWithCheck(8), std::bad_alloc);
+    EXPECT_THROW(utMallocWithCheck(8), tessel::OutOfMemory);
+    EXPECT_EQ(failAll.requests(), 5u);
+    EXPECT_EQ(failAll.failures(), 5u);
+  }
+  std::memset(before, 0, 16);
+  utFree(before);
+}
+
+TEST(Allocator, PredicateChoosesWhichRequestsFail) {
+  tessel::ScopedAllocationFailure bigOnes([](std::size_t size) { return size > 100; });
+  void* small = utMalloc(10);
+  EXPECT_NE(small, nullptr);
+  EXPECT_EQ(utMalloc(1000), nullptr);
+  EXPECT_EQ(bigOnes.failures(), 1u);
+  utFree(small);
+  utFree(nullptr);
+  EXPECT_EQ(utCalloc(SIZE_MAX / 2, 4), nullptr) << "overflowing products fail";
+}
+
+TEST(Allocator, ZeroSizeGivesAFreeableBlock) {
+  void* block = utMalloc(0);
+  EXPECT_NE(block, nullptr);
+  utFree(block);
+}
+
+struct StrChrCase {
+  const char* text;
+  int c;
+  int expected;  // offset, -1 for none
+};
+
+void PrintTo(const StrChrCase& tc, std::ostream* os) { *os << "offset " << tc.expected; }
+
+class MultiByteStrChr : public ::testing::TestWithParam<StrChrCase> {};
+
+TEST_P(MultiByteStrChr, MatchesOnlyAtCharacterStarts) {
+  const StrChrCase& tc = GetParam();
+  const char* found = utMultiByteStrChr(tc.text, tc.c);
+  EXPECT_EQ(found == nullptr ? -1 : static_cast<int>(found - tc.text), tc.expected);
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Ut, MultiByteStrChr,
+    ::testing::Values(StrChrCase{"a,b", ',', 1}, StrChrCase{"abc", 'x', -1}, StrChrCase{"abc", 0, 3},
+                      StrChrCase{"\xC3\xA9,", ',', 2},
+                      StrChrCase{"\xC3\xA9", 0xA9, -1},                // a continuation byte is never a match
+                      StrChrCase{"x\xC3\xA9", 0xC3, 1},                // a lead byte is
+                      StrChrCase{"\xF0\x9F\x98\x80|", '|', 4},         // four-byte character
+                      StrChrCase{"\xE2\x82", '|', -1},                 // truncated at the end
+                      StrChrCase{"\xE2|\x82", '|', 1},                 // stray bytes count one each
+                      StrChrCase{"\xFF\xFE,", ',', 2}));
+
+TEST(Ut, NullTextHasNoCharacters) { EXPECT_EQ(utMultiByteStrChr(nullptr, 'a'), nullptr); }
+
+TEST(Foundation, StrtodReadsAPointWhateverTheLocale) {
+  char* end = nullptr;
+  const char text[] = "1.25e3x";
+  EXPECT_EQ(tessel::StrtodLocaleIndependent(text, &end), 1250.0);
+  EXPECT_EQ(end, text + 6);
+  EXPECT_EQ(tessel::StrtodLocaleIndependent(nullptr, &end), 0.0);
+}
+
+TEST(Foundation, GlobalLocaleDefaultsToEnUs) {
+  EXPECT_EQ(tessel::GetGlobalLocaleName(), "en_US");
+  {
+    tessel::ScopedGlobalLocale german("de_DE");
+    EXPECT_EQ(tessel::GetGlobalLocaleName(), "de_DE");
+  }
+  EXPECT_EQ(tessel::GetGlobalLocaleName(), "en_US");
+}
+
+}  // namespace

@@ -1,0 +1,43 @@
+// Helpers shared by the test suites.
+#pragma once
+
+#include <cstddef>
+#include <filesystem>
+#include <string>
+
+namespace qvsv::test {
+
+// Scales an iteration count for heavy randomised tests: QVSV_TEST_SCALE (a
+// positive factor, 1 when unset) lets the sanitizer runs shrink them.
+std::size_t Scaled(std::size_t full, std::size_t minimum = 1);
+
+// A fresh directory under the system temporary folder, removed on destruction.
+class TempDir {
+ public:
+  TempDir();
+  ~TempDir();
+  TempDir(const TempDir&) = delete;
+  TempDir& operator=(const TempDir&) = delete;
+  const std::filesystem::path& path() const { return path_; }
+  // Writes text to a file below the directory (creating folders).
+  std::filesystem::path write(const std::string& relative, const std::string& text) const;
+
+ private:
+  std::filesystem::path path_;
+};
+
+// Sets an environment variable for the scope's lifetime.
+class ScopedEnv {
+ public:
+  ScopedEnv(std::string name, const std::string& value);
+  ~ScopedEnv();
+  ScopedEnv(const ScopedEnv&) = delete;
+  ScopedEnv& operator=(const ScopedEnv&) = delete;
+
+ private:
+  std::string name_;
+  bool had_;
+  std::string previous_;
+};
+
+}  // namespace qvsv::test
