@@ -101,7 +101,7 @@ class CatalogRegistry {
   static std::string installedFolder() {
     static const std::string folder = [] {
       Dl_info info{};
-      if (dladdr(reinterpret_cast<void*>(&GetMessageText), &info) == 0 || info.dli_fname == nullptr) {
+      if (dladdr(reinterpret_cast<void*>(&ReloadCatalogs), &info) == 0 || info.dli_fname == nullptr) {
         return std::string("share/qv_services/resources");
       }
       const std::filesystem::path lib = std::filesystem::absolute(info.dli_fname).parent_path();
@@ -157,7 +157,13 @@ bool validKey(const std::string& key) {
   });
 }
 
-icu::UnicodeString format(const BaseMsgID& id, const std::string& locale, const icu::UnicodeString& pattern) {
+icu::UnicodeString toUnicode(const std::u16string& text) {
+  return icu::UnicodeString(text.data(), static_cast<int32_t>(text.size()));
+}
+
+// Places the arguments: positional ones from the identifier, or named ones.
+icu::UnicodeString format(const BaseMsgID& id, const std::string& locale, const icu::UnicodeString& pattern,
+                          const NamedMsgArguments* named) {
   UErrorCode status = U_ZERO_ERROR;
   icu::MessageFormat formatter(pattern, icu::Locale(locale.c_str()), status);
   if (U_FAILURE(status)) {
@@ -166,20 +172,30 @@ icu::UnicodeString format(const BaseMsgID& id, const std::string& locale, const 
                            "): " + u_errorName(status));
   }
   std::vector<icu::Formattable> arguments;
-  arguments.reserve(id.arguments().size());
-  for (const MsgArgument& argument : id.arguments()) {
-    if (const auto* number = std::get_if<std::int64_t>(&argument)) {
-      arguments.emplace_back(static_cast<int64_t>(*number));
-    } else if (const auto* narrow = std::get_if<std::string>(&argument)) {
-      arguments.emplace_back(icu::UnicodeString::fromUTF8(*narrow));
-    } else {
-      const auto& wide = std::get<std::u16string>(argument);
-      arguments.emplace_back(icu::UnicodeString(wide.data(), static_cast<int32_t>(wide.size())));
+  std::vector<icu::UnicodeString> names;
+  if (named != nullptr) {
+    for (const auto& [name, value] : *named) {
+      names.push_back(toUnicode(name));
+      arguments.emplace_back(toUnicode(value));
+    }
+  } else {
+    for (const MsgArgument& argument : id.arguments()) {
+      if (const auto* number = std::get_if<std::int64_t>(&argument)) {
+        arguments.emplace_back(static_cast<int64_t>(*number));
+      } else if (const auto* narrow = std::get_if<std::string>(&argument)) {
+        arguments.emplace_back(icu::UnicodeString::fromUTF8(*narrow));
+      } else {
+        arguments.emplace_back(toUnicode(std::get<std::u16string>(argument)));
+      }
     }
   }
   icu::UnicodeString out;
-  icu::FieldPosition position;
-  formatter.format(arguments.data(), static_cast<int32_t>(arguments.size()), out, position, status);
+  if (named != nullptr) {
+    formatter.format(names.data(), arguments.data(), static_cast<int32_t>(arguments.size()), out, status);
+  } else {
+    icu::FieldPosition position;
+    formatter.format(arguments.data(), static_cast<int32_t>(arguments.size()), out, position, status);
+  }
   if (U_FAILURE(status)) {
     throw CatalogError(id.identifier(), locale,
                        "Message '" + id.identifier() + "' could not be formatted (locale " + locale +
@@ -188,9 +204,7 @@ icu::UnicodeString format(const BaseMsgID& id, const std::string& locale, const 
   return out;
 }
 
-}  // namespace
-
-std::u16string GetMessageText(const BaseMsgID& id, const std::string& locale) {
+std::u16string lookUp(const BaseMsgID& id, const std::string& locale, const NamedMsgArguments* named) {
   CatalogRegistry& registry = CatalogRegistry::instance();
   std::string folder;
   bool catalogFound = false;
@@ -207,7 +221,7 @@ std::u16string GetMessageText(const BaseMsgID& id, const std::string& locale) {
         int32_t length = 0;
         const UChar* text = ures_getStringByKey(bundle.get(), id.key().c_str(), &length, &status);
         if (U_FAILURE(status) || text == nullptr) continue;
-        const icu::UnicodeString result = format(id, locale, icu::UnicodeString(true, text, length));
+        const icu::UnicodeString result = format(id, locale, icu::UnicodeString(true, text, length), named);
         return std::u16string(result.getBuffer(), static_cast<std::size_t>(result.length()));
       }
     }
@@ -220,6 +234,18 @@ std::u16string GetMessageText(const BaseMsgID& id, const std::string& locale) {
   throw CatalogError(id.identifier(), locale,
                      "Message '" + id.identifier() + "' not found in catalogue '" + id.catalog() + "' (locale " +
                          locale + ")");
+}
+
+}  // namespace
+
+std::u16string GetMessageText(const BaseMsgID& id, const std::string& locale) { return lookUp(id, locale, nullptr); }
+
+std::u16string GetMessageText(const BaseMsgID& id, const std::string& locale, const NamedMsgArguments& named) {
+  return lookUp(id, locale, &named);
+}
+
+std::u16string GetMessageTextInGlobalLocale(const BaseMsgID& id, const NamedMsgArguments& named) {
+  return lookUp(id, tessel::GetGlobalLocaleName(), &named);
 }
 
 std::u16string GetMessageTextInGlobalLocale(const BaseMsgID& id) {

@@ -1,6 +1,8 @@
 // The library's host module entry points.
 #include "qv_services/module.hpp"
 
+#include "qv_services/errors/diagnostic_state.hpp"
+
 namespace {
 
 bool& initialized() {
@@ -13,6 +15,11 @@ bool& initialized() {
 extern "C" {
 
 int TLInitialize_qv_services() {
+  if (initialized()) return 0;
+  // The shared overflow and out-of-memory items are made while memory and
+  // the catalogue are certainly available.
+  qvsv::detail::OverflowItem();
+  qvsv::detail::OutOfMemoryItem();
   initialized() = true;
   return 0;
 }

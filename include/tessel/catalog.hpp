@@ -15,6 +15,7 @@
 #pragma once
 
 #include <cstdint>
+#include <map>
 #include <stdexcept>
 #include <string>
 #include <variant>
@@ -72,6 +73,13 @@ TESSEL_API std::u16string GetMessageText(const BaseMsgID& id, const std::string&
 TESSEL_API std::u16string GetMessageTextInGlobalLocale(const BaseMsgID& id);
 // The same in the catalogue's default locale "en".
 TESSEL_API std::u16string GetMessageTextInDefaultLocale(const BaseMsgID& id);
+
+// Named string arguments ({name} in the text) in place of the identifier's
+// positional ones.
+using NamedMsgArguments = std::map<std::u16string, std::u16string>;
+TESSEL_API std::u16string GetMessageText(const BaseMsgID& id, const std::string& locale,
+                                         const NamedMsgArguments& named);
+TESSEL_API std::u16string GetMessageTextInGlobalLocale(const BaseMsgID& id, const NamedMsgArguments& named);
 
 // Catalogue folders added at run time, searched before the others. Adding a
 // folder twice keeps one entry; removing an absent one does nothing.

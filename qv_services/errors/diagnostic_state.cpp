@@ -1,0 +1,107 @@
+#include "qv_services/errors/diagnostic_state.hpp"
+
+#include <cstring>
+#include <exception>
+
+#include "qv_services/conversions.hpp"
+#include "qv_services/diagnostic_creation.hpp"
+#include "tessel/ut.hpp"
+
+namespace qvsv::detail {
+
+ChunkPool& DiagnosticPool() {
+  static ChunkPool* pool = new ChunkPool(sizeof(qvsvDiagnosticImpl), alignof(qvsvDiagnosticImpl));
+  return *pool;
+}
+
+ChunkPool& ItemPool() {
+  static ChunkPool* pool = new ChunkPool(sizeof(qvsvDiagnosticItem), alignof(qvsvDiagnosticItem));
+  return *pool;
+}
+
+std::set<qvsvDiagnosticImpl*>& ReusableDiagnostics() {
+  static std::set<qvsvDiagnosticImpl*>* reusable = new std::set<qvsvDiagnosticImpl*>;
+  return *reusable;
+}
+
+QueueState& Queue() {
+  static QueueState state;
+  return state;
+}
+
+namespace {
+
+qvsvDiagnosticItem* makeSharedItem(const char* key) {
+  auto* item = new qvsvDiagnosticItem;
+  item->identifier = std::string("QV_SERVICES:utils:") + key;
+  try {
+    item->message = qvsvGetMessageFromMessageIDAsUString(resource_core::BaseMsgID("QV_SERVICES:utils", key), true);
+  } catch (const std::exception& e) {
+    // A missing catalogue must not stop the queue from marking its overflow.
+    item->message = ConvertStdStringToUString(std::string(e.what()));
+  }
+  item->isStatic = true;
+  item->isShared = true;
+  return item;
+}
+
+}  // namespace
+
+qvsvDiagnosticItem* OverflowItem() {
+  static qvsvDiagnosticItem* item = makeSharedItem("TooManyErrorsErr");
+  return item;
+}
+
+qvsvDiagnosticItem* OutOfMemoryItem() {
+  static qvsvDiagnosticItem* item = makeSharedItem("MemoryAllocationError");
+  return item;
+}
+
+txArray* MakeArgumentArray(const qvsvArgumentVector& arguments) {
+  txArray* cell = txCreateCellMatrix(1, arguments.size());
+  for (std::size_t i = 0; i < arguments.size(); ++i) {
+    const qvsvArgumentValue& value = arguments[i];
+    txArray* element = nullptr;
+    if (const auto* number = std::get_if<std::int64_t>(&value)) {
+      element = txCreateDoubleScalar(static_cast<double>(*number));
+    } else if (const auto* narrow = std::get_if<std::string>(&value)) {
+      element = txCreateString(ConvertStdStringToUString(*narrow));
+    } else {
+      element = txCreateString(std::get<std::u16string>(value));
+    }
+    txSetCell(cell, i, element);
+  }
+  txMakeArrayPersistent(cell);
+  return cell;
+}
+
+double* CopyHandles(const double* handles, int count, bool& ok) {
+  ok = true;
+  if (handles == nullptr || count <= 0) return nullptr;
+  auto* copy = static_cast<double*>(utMalloc(sizeof(double) * static_cast<std::size_t>(count)));
+  if (copy == nullptr) {
+    ok = false;
+    return nullptr;
+  }
+  std::memcpy(copy, handles, sizeof(double) * static_cast<std::size_t>(count));
+  return copy;
+}
+
+void SetItemHandles(qvsvDiagnosticItem* item, const double* handles, int count) {
+  bool ok = true;
+  double* copy = CopyHandles(handles, count, ok);
+  if (!ok) {
+    *item = *OutOfMemoryItem();
+    return;
+  }
+  utFree(item->handles);
+  item->handles = copy;
+  item->numHandles = copy == nullptr ? 0 : count;
+}
+
+void SetMaxListSizeForTesting(std::size_t maxItems) { Queue().maxItems = maxItems == 0 ? UINT32_MAX : maxItems; }
+
+std::size_t LiveDiagnosticCount() { return DiagnosticPool().liveCount(); }
+std::size_t LiveItemCount() { return ItemPool().liveCount(); }
+
+}  // namespace qvsv::detail

@@ -1,0 +1,55 @@
+// Process-wide state of the diagnostics core: the two pools, the index of
+// reusable diagnostics, the queue settings and callbacks, and the two shared
+// static items. One owner each, created on first use; main thread only.
+#pragma once
+
+#include <cstdint>
+#include <set>
+
+#include "qv_services/error_queue.hpp"
+#include "qv_services/errors/chunk_pool.hpp"
+
+namespace qvsv::detail {
+
+// The pools live for the whole process (never destroyed, so that diagnostics
+// released during static destruction still find them).
+ChunkPool& DiagnosticPool();
+ChunkPool& ItemPool();
+
+// Live pooled diagnostics whose reusable mark is set, in address order.
+std::set<qvsvDiagnosticImpl*>& ReusableDiagnostics();
+
+struct QueueState {
+  int limit = 128;
+  bool skipDetailedStack = false;
+  // The list's maximum size; a test hook may lower it.
+  std::size_t maxItems = UINT32_MAX;
+  qvsvProcessCallback process = nullptr;
+  qvsvCreateHotlinkCallback createHotlink = nullptr;
+  qvsvExtraMessageCallback extraMessage = nullptr;
+  qvsvObjectDiscoveryCallback objectDiscovery = nullptr;
+};
+
+QueueState& Queue();
+
+// The shared static items, made on first use from the item pool with their
+// catalogue text in the current locale, and never destroyed.
+qvsvDiagnosticItem* OverflowItem();
+qvsvDiagnosticItem* OutOfMemoryItem();
+
+// Builds the persistent cell array that an item keeps of its arguments.
+txArray* MakeArgumentArray(const qvsvArgumentVector& arguments);
+// Copies count handles into a utMalloc'd array; null when count <= 0, handles
+// is null, or memory is short (then ok is false).
+double* CopyHandles(const double* handles, int count, bool& ok);
+// Replaces an item's handles; on allocation failure the item becomes a copy
+// of the out-of-memory item.
+void SetItemHandles(qvsvDiagnosticItem* item, const double* handles, int count);
+
+// Test hook: lowers the list's maximum size (0 restores the default).
+QVSV_API void SetMaxListSizeForTesting(std::size_t maxItems);
+// Live pooled diagnostics and items (for leak checks in tests).
+QVSV_API std::size_t LiveDiagnosticCount();
+QVSV_API std::size_t LiveItemCount();
+
+}  // namespace qvsv::detail

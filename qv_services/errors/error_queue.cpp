@@ -1,0 +1,273 @@
+// The error queue: limit and overflow, merging, replacing, clearing, pool
+// clean-up, candidates, handles of the last item and the global callbacks.
+#include "qv_services/error_queue.hpp"
+
+#include <algorithm>
+#include <functional>
+#include <unordered_set>
+
+#include "qv_services/conversions.hpp"
+#include "qv_services/diagnostic_creation.hpp"
+#include "qv_services/errors/diagnostic_state.hpp"
+#include "tessel/ut.hpp"
+
+using qvsv::detail::DiagnosticPool;
+using qvsv::detail::Queue;
+
+int qvsvGetMaxDiagnosticsInQueue() { return Queue().limit; }
+
+qvsvDiagnosticImpl* qvsvSetMaxDiagnosticsInQueue(int n) {
+  Queue().limit = std::max(n, 0);
+  return nullptr;
+}
+
+bool qvsvIsLastErrorTooManyErrors(qvsvDiagnosticImpl* const& queue) {
+  if (queue == nullptr || queue->isEmpty()) return false;
+  return qvsvCheckDiagnosticForMessageIdentifier(queue, "QV_SERVICES:utils:TooManyErrorsErr", queue->count() - 1);
+}
+
+void qvsvSetSkipDetailedStackDiagnostics(bool skip) { Queue().skipDetailedStack = skip; }
+bool qvsvShouldSkipDetailedStackDiagnostics() { return Queue().skipDetailedStack; }
+
+namespace {
+
+void appendCandidatesOnce(qvsvDiagnosticImpl* dest, const std::vector<void*>& candidates) {
+  for (void* candidate : candidates) {
+    auto& own = dest->candidates();
+    if (std::find(own.begin(), own.end(), candidate) == own.end()) own.push_back(candidate);
+  }
+}
+
+void moveItems(qvsvDiagnosticImpl* dest, qvsvDiagnosticImpl* src, std::size_t n, bool atFront) {
+  auto& from = src->items();
+  const auto last = n == from.size() ? from.end() : std::next(from.begin(), static_cast<std::ptrdiff_t>(n));
+  dest->spliceItems(atFront ? dest->items().begin() : dest->items().end(), *src, from.begin(), last, n);
+}
+
+}  // namespace
+
+void qvsvConcatenateDiagnostics(qvsvDiagnosticImpl*& dest, qvsvDiagnosticImpl*& src, bool atFront) {
+  if (src == nullptr || src == dest) return;
+  if (dest == nullptr) dest = qvsvObtainDiagnostic();
+  if (src->isEmpty()) return;
+
+  const long long limit = Queue().limit;
+  const long long n = limit - static_cast<long long>(dest->count()) - 1;
+  if (limit < 1 || static_cast<long long>(src->count()) <= n) {
+    moveItems(dest, src, src->count(), atFront);
+  } else {
+    if (n >= 1) moveItems(dest, src, static_cast<std::size_t>(n), atFront);
+    if (n < 0) {
+      qvsvDiscardDiagnostic(src);
+      return;
+    }
+    // The overflow item always ends the queue, even for a merge at the front.
+    qvsvDiagnosticItem* overflow = qvsv::detail::OverflowItem();
+    overflow->handlesPending = false;
+    dest->handOverHandles(overflow);
+    dest->appendWithoutLimit(overflow);
+    qvsvCleanUpErrorQueue();
+    if (n == 0) {
+      qvsvDiscardDiagnostic(src);
+      return;
+    }
+  }
+  appendCandidatesOnce(dest, src->candidates());
+  qvsvDiscardDiagnostic(src);
+}
+
+void qvsvConcatenateDiagnostics(qvsvDiagnosticImpl*& dest, qvsvDiagnosticImpl*&& src, bool atFront) {
+  qvsvConcatenateDiagnostics(dest, src, atFront);
+}
+
+void qvsvReplaceLastDiagnostic(qvsvDiagnosticImpl* target, qvsvDiagnosticImpl*& replacement) {
+  if (target != nullptr && replacement != nullptr && !target->isEmpty() && !replacement->isEmpty()) {
+    *target->lastItem() = *replacement->lastItem();
+  }
+  qvsvDiscardDiagnostic(replacement);
+}
+
+namespace {
+
+// Renders the last item's message again with new arguments when its
+// identifier names a catalogued message; otherwise the message stays.
+void rerender(qvsvDiagnosticItem* item, const std::function<std::u16string(const std::string&, const std::string&)>& render) {
+  const auto colon = item->identifier.rfind(':');
+  if (colon == std::string::npos || colon == 0 || colon + 1 == item->identifier.size()) return;
+  try {
+    item->message = render(item->identifier.substr(0, colon), item->identifier.substr(colon + 1));
+  } catch (const std::exception&) {
+    // Not a catalogued message: keep the text it was made with.
+  }
+}
+
+}  // namespace
+
+void qvsvReplaceLastDiagnosticArguments(qvsvDiagnosticImpl*& queue, const qvsvArgumentVector& arguments) {
+  if (queue == nullptr || queue->isEmpty()) return;
+  qvsvDiagnosticItem* item = queue->lastItem();
+  txArray* array = qvsv::detail::MakeArgumentArray(arguments);
+  txDestroyArray(item->arguments);
+  item->arguments = array;
+  rerender(item, [&](const std::string& catalog, const std::string& key) {
+    return qvsvGetMessageFromMessageIDAsUString(MutableBaseMsgID(catalog, key, arguments), true);
+  });
+}
+
+void qvsvReplaceLastDiagnosticStringArguments(qvsvDiagnosticImpl*& queue,
+                                              const std::map<std::u16string, std::u16string>& arguments) {
+  if (queue == nullptr || queue->isEmpty()) return;
+  qvsvDiagnosticItem* item = queue->lastItem();
+  qvsvArgumentVector values;
+  values.reserve(arguments.size());
+  for (const auto& [name, value] : arguments) values.emplace_back(value);
+  txArray* array = qvsv::detail::MakeArgumentArray(values);
+  txDestroyArray(item->arguments);
+  item->arguments = array;
+  rerender(item, [&](const std::string& catalog, const std::string& key) {
+    return resource_core::GetMessageTextInGlobalLocale(resource_core::BaseMsgID(catalog, key), arguments);
+  });
+}
+
+qvsvDiagnosticImpl* qvsvClearDiagnosticQueue(qvsvDiagnosticImpl*& queue, int fromIndex, bool release) {
+  if (queue == nullptr) return nullptr;
+  // A negative index lies above every count: nothing is removed.
+  if (fromIndex >= 0) queue->clearFrom(static_cast<unsigned>(fromIndex));
+  if (release) qvsvDiscardDiagnostic(queue);
+  return queue;
+}
+
+void qvsvClearLastError(qvsvDiagnosticImpl*& queue) {
+  if (queue == nullptr) return;
+  if (!queue->isEmpty()) queue->clearFrom(queue->count() - 1);
+  if (queue->isEmpty()) qvsvDiscardDiagnostic(queue);
+}
+
+void qvsvCleanUpErrorQueue() {
+  // Only diagnostics marked reusable qualify, and the pool indexes those.
+  auto& reusable = qvsv::detail::ReusableDiagnostics();
+  std::vector<qvsvDiagnosticImpl*> doomed;
+  for (qvsvDiagnosticImpl* d : reusable) {
+    if (!d->isStatic()) doomed.push_back(d);
+  }
+  for (qvsvDiagnosticImpl* d : doomed) {
+    if (DiagnosticPool().ownsLive(d)) delete d;
+  }
+}
+
+qvsvDiagnosticImpl* qvsvClearDiagnosticQueuePool() {
+  const std::vector<void*> live = DiagnosticPool().liveChunks();
+  // A cause dies with the item that owns it; destroying it first would leave
+  // that item pointing at freed memory, so only diagnostics that are nobody's
+  // cause are destroyed here (their causes go with them).
+  std::unordered_set<const qvsvDiagnosticImpl*> causes;
+  for (void* chunk : live) {
+    for (const qvsvDiagnosticItem* item : static_cast<qvsvDiagnosticImpl*>(chunk)->items()) {
+      if (item->cause != nullptr) causes.insert(item->cause);
+    }
+  }
+  for (void* chunk : live) {
+    if (!DiagnosticPool().ownsLive(chunk)) continue;
+    auto* d = static_cast<qvsvDiagnosticImpl*>(chunk);
+    if (d->count() >= 1 && !d->isStatic() && causes.count(d) == 0) delete d;
+  }
+  qvsvCleanUpErrorQueue();
+  return nullptr;
+}
+
+void qvsvAddCandidateToErrorQueueFcn(qvsvDiagnosticImpl*& queue, void* candidate) {
+  if (queue == nullptr || candidate == nullptr) return;
+  appendCandidatesOnce(queue, {candidate});
+}
+
+void qvsvProcessErrorFcn(qvsvDiagnosticImpl*& queue, qvsvCandidateFunction fn) {
+  if (queue == nullptr || fn == nullptr || queue->processing()) return;
+  qvsvDiagnosticImpl* q = queue;
+  q->setProcessing(true);
+  // By index: the function may add candidates, which are processed too.
+  for (std::size_t i = 0; i < q->candidates().size(); ++i) fn(q, q->candidates()[i]);
+  q->setProcessing(false);
+  q->candidates().clear();
+}
+
+void qvsvSetHandlesInErrorQueueLastDiagnostic(const double* handles, int count, qvsvDiagnosticImpl*& queue) {
+  if (queue == nullptr || queue->isEmpty() || handles == nullptr || count <= 0) return;
+  qvsv::detail::SetItemHandles(queue->lastItem(), handles, count);
+}
+
+void qvsvSetHandlesInErrorQueueLastDiagnostic(qvsvObjectIterator first, qvsvObjectIterator last,
+                                              qvsvProcessCallback callback, qvsvHandleConverter converter,
+                                              qvsvDiagnosticImpl*& queue) {
+  qvsvObjectVector objects;
+  for (auto it = first; it != last; ++it) {
+    if (*it != nullptr) objects.push_back(*it);
+  }
+  if (queue == nullptr || queue->isEmpty()) return;
+  qvsvDiagnosticItem* item = queue->lastItem();
+  item->handleConverter = converter;
+  item->handleCallback = callback;
+  item->handlesPending = true;
+  // Made now: once the converter has failed, the catalogue may be out of reach.
+  qvsvDiagnosticItem* outOfMemory = qvsv::detail::OutOfMemoryItem();
+  if (converter == nullptr) return;
+  int count = 0;
+  double* converted = converter(objects.cbegin(), objects.cend(), count, item->message);
+  if (converted == nullptr && count > 0) {
+    *item = *outOfMemory;
+    return;
+  }
+  qvsv::detail::SetItemHandles(item, converted, count);
+  utFree(converted);
+}
+
+void qvsvSetHandlesInErrorQueueLastDiagnostic(const QVSVKSObjectBase* const* objects, int count,
+                                              qvsvProcessCallback callback, qvsvHandleConverter converter,
+                                              qvsvDiagnosticImpl*& queue) {
+  qvsvObjectVector list;
+  if (objects != nullptr && count > 0) list.assign(objects, objects + count);
+  qvsvSetHandlesInErrorQueueLastDiagnostic(list.cbegin(), list.cend(), callback, converter, queue);
+}
+
+void qvsvSetHandlesInErrorQueueLastDiagnostic(const qvsvObjectVector& objects, qvsvProcessCallback callback,
+                                              qvsvHandleConverter converter, qvsvDiagnosticImpl*& queue) {
+  qvsvSetHandlesInErrorQueueLastDiagnostic(objects.cbegin(), objects.cend(), callback, converter, queue);
+}
+
+namespace {
+
+template <typename T>
+T exchangeSlot(T& slot, T value) {
+  T previous = slot;
+  slot = value;
+  return previous;
+}
+
+}  // namespace
+
+qvsvProcessCallback qvsvSetGlobalProcessCallback(qvsvProcessCallback cb) { return exchangeSlot(Queue().process, cb); }
+qvsvProcessCallback qvsvGetGlobalProcessCallback() { return Queue().process; }
+qvsvProcessCallback qvsvClearGlobalProcessCallback() { return exchangeSlot<qvsvProcessCallback>(Queue().process, nullptr); }
+
+qvsvCreateHotlinkCallback qvsvSetGlobalQVCreateHotlinkCallback(qvsvCreateHotlinkCallback cb) {
+  return exchangeSlot(Queue().createHotlink, cb);
+}
+qvsvCreateHotlinkCallback qvsvGetGlobalQVCreateHotlinkCallback() { return Queue().createHotlink; }
+qvsvCreateHotlinkCallback qvsvClearGlobalQVCreateHotlinkCallback() {
+  return exchangeSlot<qvsvCreateHotlinkCallback>(Queue().createHotlink, nullptr);
+}
+
+qvsvExtraMessageCallback qvsvSetGlobalQVExtraMessageCallback(qvsvExtraMessageCallback cb) {
+  return exchangeSlot(Queue().extraMessage, cb);
+}
+qvsvExtraMessageCallback qvsvGetGlobalQVExtraMessageCallback() { return Queue().extraMessage; }
+qvsvExtraMessageCallback qvsvClearGlobalQVExtraMessageCallback() {
+  return exchangeSlot<qvsvExtraMessageCallback>(Queue().extraMessage, nullptr);
+}
+
+qvsvObjectDiscoveryCallback qvsvSetGlobalQVObjectDiscoveryCallback(qvsvObjectDiscoveryCallback cb) {
+  return exchangeSlot(Queue().objectDiscovery, cb);
+}
+qvsvObjectDiscoveryCallback qvsvGetGlobalQVObjectDiscoveryCallback() { return Queue().objectDiscovery; }
+qvsvObjectDiscoveryCallback qvsvClearGlobalQVObjectDiscoveryCallback() {
+  return exchangeSlot<qvsvObjectDiscoveryCallback>(Queue().objectDiscovery, nullptr);
+}

@@ -1,0 +1,263 @@
+#include <stdexcept>
+
+#include "qv_services/testing_hook.hpp"
+#include "tessel/catalog.hpp"
+#include "tessel/foundation.hpp"
+#include "tessel/interpreter.hpp"
+#include "tessel/ut.hpp"
+#include "tests/errors/diagnostics_fixture.hpp"
+
+namespace {
+
+using qvsv::test::DiagnosticsTest;
+using resource_core::BaseMsgID;
+
+class MessageLookup : public DiagnosticsTest {};
+
+TEST_F(MessageLookup, IdentifierSplitsAtTheLastColon) {
+  const auto id = MutableBaseMsgID::getBaseMsgIDPtr("QV_SERVICES:utils:TooManyErrorsErr", {});
+  EXPECT_EQ(id->catalog(), "QV_SERVICES:utils");
+  EXPECT_EQ(id->key(), "TooManyErrorsErr");
+}
+
+TEST_F(MessageLookup, IdentifierWithoutCatalogueThrowsAndNoThrowGivesTheText) {
+  EXPECT_THROW(MutableBaseMsgID::getMessageFromCatalog("NoColonHere", {}, true), std::invalid_argument);
+  qvsvArgumentVector args;
+  EXPECT_EQ(MutableBaseMsgID::getMessageFromCatalog_NoThrow("NoColonHere", args),
+            "Message ID does not contain catalog name.");
+  const std::string missing = MutableBaseMsgID::getMessageFromCatalog_NoThrow("QV_SERVICES:utils:Nope", args);
+  EXPECT_NE(missing.find("QV_SERVICES:utils:Nope"), std::string::npos) << missing;
+  EXPECT_THROW(MutableBaseMsgID::getMessageFromCatalog("QV_SERVICES:utils:Nope", {}, true), resource_core::CatalogError);
+}
+
+TEST_F(MessageLookup, TranslateChoosesTheGlobalOrTheDefaultLocale) {
+  tessel::ScopedGlobalLocale german("de_DE");
+  EXPECT_EQ(MutableBaseMsgID::getMessageFromCatalog("QV_SERVICES:utils:CAUSED_BY", {}, true), u"Ursache:");
+  EXPECT_EQ(MutableBaseMsgID::getMessageFromCatalog("QV_SERVICES:utils:CAUSED_BY", {}, false), u"Caused by:");
+  qvsvArgumentVector args{std::string("Hook")};
+  EXPECT_EQ(MutableBaseMsgID::getMessageFromCatalog_NoThrow("QV_SERVICES:utils:InvalidHookName", args),
+            "'Hook' ist nicht der Name eines Test-Hooks.");
+}
+
+// Rewrites every kind of argument so the visit order and kinds show.
+class TaggingVisitor : public MutableBaseMsgID::MsgArgVisitor {
+ public:
+  void visit(std::u16string& a) override { a += u"!"; }
+  void visit(std::int64_t& a) override { a *= 10; }
+  void visit(std::string& a) override { a += "?"; }
+};
+
+TEST_F(MessageLookup, VisitorRewritesArgumentsByKind) {
+  MutableBaseMsgID id("QVSV_TEST:extra", "Pair", {std::int64_t{4}, std::string("n"), std::u16string(u"w")});
+  TaggingVisitor visitor;
+  id.setArguments(visitor);
+  EXPECT_EQ(std::get<std::int64_t>(id.arguments()[0]), 40);
+  EXPECT_EQ(std::get<std::string>(id.arguments()[1]), "n?");
+  EXPECT_EQ(std::get<std::u16string>(id.arguments()[2]), u"w!");
+  const MutableBaseMsgID copy(static_cast<const BaseMsgID&>(id));
+  EXPECT_EQ(copy.identifier(), "QVSV_TEST:extra:Pair");
+  EXPECT_EQ(qvsvGetMessageFromMessageIDAsStdString(copy, true), "first 40, second n?");
+}
+
+class DiagnosticCreation : public DiagnosticsTest {};
+
+TEST_F(DiagnosticCreation, NullAndEmptyIdentifiersAndMessages) {
+  qvsvDiagnosticImpl* unnamed = qvsvCreateDiagnosticFromIdAndMsg(nullptr, "text");
+  EXPECT_STREQ(qvsvGetFirstErrorIdentifier(unnamed), "QV_SERVICES:utils:TLStyleMsgId");
+  qvsvDiagnosticImpl* empty = qvsvCreateDiagnosticFromIdAndMsg("", "text");
+  EXPECT_STREQ(qvsvGetFirstErrorIdentifier(empty), "QV_SERVICES:utils:UNDEFINED_ID");
+  qvsvDiagnosticImpl* silent = qvsvCreateDiagnosticFromIdAndMsg("A:b", static_cast<const char*>(nullptr));
+  EXPECT_EQ(std::u16string(qvsvGetFirstErrorMessage(silent)), u"");
+  qvsvDiagnosticImpl* utf8 = qvsvCreateDiagnosticFromIdAndMsg("A:b", "caf\xC3\xA9");
+  EXPECT_EQ(std::u16string(qvsvGetFirstErrorMessage(utf8)), u"caf\u00E9");
+  for (qvsvDiagnosticImpl* d : {unnamed, empty, silent, utf8}) qvsvDiscardDiagnostic(d);
+}
+
+TEST_F(DiagnosticCreation, FromMessageIdFormatsTheTextAndKeepsTheArguments) {
+  qvsvDiagnosticImpl* diag = qvsvCreateDiagnosticFromMessageID(
+      BaseMsgID("QVSV_TEST:extra", "Pair", {std::int64_t{-12}, std::string("caf\xC3\xA9")}));
+  EXPECT_EQ(std::u16string(qvsvGetFirstErrorMessage(diag)), u"first -12, second caf\u00E9");
+  const qvsvArgumentVector args = qvsvGetArgumentsFromLastDiagnostic(diag);
+  ASSERT_EQ(args.size(), 2u);
+  EXPECT_EQ(std::get<std::int64_t>(args[0]), -12);
+  EXPECT_EQ(std::get<std::u16string>(args[1]), u"caf\u00E9") << "text arguments read back as wide strings";
+  EXPECT_EQ(qvsvGetNumbArgumentsFromLastDiagnostic(diag), 2);
+  qvsvDiscardDiagnostic(diag);
+}
+
+TEST_F(DiagnosticCreation, UnknownMessagePropagatesTheCatalogueError) {
+  EXPECT_THROW(qvsvCreateDiagnosticFromMessageID(BaseMsgID("QV_SERVICES:utils", "Nope")), resource_core::CatalogError);
+}
+
+TEST_F(DiagnosticCreation, OutOfMemoryDiagnosticListsTheSharedStaticItem) {
+  qvsvDiagnosticImpl* a = qvsvCreateMemoryAllocationDiagnostic();
+  qvsvDiagnosticImpl* b = qvsvCreateMemoryAllocationDiagnostic();
+  EXPECT_EQ(a->firstItem(), b->firstItem());
+  EXPECT_TRUE(a->firstItem()->isStatic);
+  EXPECT_STREQ(qvsvGetFirstErrorIdentifier(a), "QV_SERVICES:utils:MemoryAllocationError");
+  qvsvDiscardDiagnostic(a);
+  EXPECT_STREQ(qvsvGetFirstErrorIdentifier(b), "QV_SERVICES:utils:MemoryAllocationError") << "the item survives";
+  qvsvDiscardDiagnostic(b);
+}
+
+struct InterruptCase {
+  bool userBreak;
+  const char* id;
+};
+
+class InterruptErrors : public DiagnosticsTest, public ::testing::WithParamInterface<InterruptCase> {};
+
+TEST_P(InterruptErrors, NameTheKindOfInterruption) {
+  qvsvDiagnosticImpl* diag = qvsvCreateInterruptError(GetParam().userBreak);
+  EXPECT_STREQ(qvsvGetFirstErrorIdentifier(diag), GetParam().id);
+  EXPECT_FALSE(std::u16string(qvsvGetFirstErrorMessage(diag)).empty());
+  qvsvDiscardDiagnostic(diag);
+}
+
+INSTANTIATE_TEST_SUITE_P(DiagnosticCreation, InterruptErrors,
+                         ::testing::Values(InterruptCase{true, "QV_SERVICES:utils:CNTRL_C_INTERRUPTION"},
+                                           InterruptCase{false, "QV_SERVICES:utils:PROGRAM_INTERRUPTION"}));
+
+// The object-discovery callback turns object indices into handles.
+class ObjectDiscovery : public DiagnosticsTest {
+ protected:
+  static std::vector<int>& indices() {
+    static std::vector<int> v;
+    return v;
+  }
+  static void discover(const BaseMsgID& id, std::u16string& message, std::vector<double>& handles,
+                       const std::vector<int>& objects) {
+    indices() = objects;
+    for (int i : objects) handles.push_back(100.0 + i);
+    message += u" [objects]";
+    // Creation from inside the callback is re-entrant: it must not call back.
+    EXPECT_EQ(qvsvGetGlobalQVObjectDiscoveryCallback(), nullptr);
+    qvsvDiagnosticImpl* nested = qvsvCreateDiagnostic(id, "9");
+    EXPECT_EQ(qvsvGetHandlesFromDiagnosticItem(nested, 0).size(), 0u);
+    qvsvDiscardDiagnostic(nested);
+  }
+  void SetUp() override {
+    DiagnosticsTest::SetUp();
+    indices().clear();
+    qvsvSetGlobalQVObjectDiscoveryCallback(&discover);
+  }
+};
+
+TEST_F(ObjectDiscovery, ObjectIndicesBecomeHandlesAndTheSlotIsRestored) {
+  qvsvDiagnosticImpl* diag = qvsvCreateDiagnostic(BaseMsgID("QVSV_TEST:extra", "Plain"), "3, 7,12");
+  EXPECT_EQ(indices(), (std::vector<int>{3, 7, 12}));
+  EXPECT_EQ(qvsvGetHandlesFromDiagnosticItem(diag, 0), (std::vector<double>{103, 107, 112}));
+  EXPECT_EQ(std::u16string(qvsvGetFirstErrorMessage(diag)), u"plain text [objects]");
+  EXPECT_EQ(qvsvGetGlobalQVObjectDiscoveryCallback(), &discover);
+  qvsvDiscardDiagnostic(diag);
+}
+
+TEST_F(ObjectDiscovery, ObjectStringThatIsNotNumbersThrowsAndRestoresTheSlot) {
+  EXPECT_THROW(qvsvCreateDiagnostic(BaseMsgID("QVSV_TEST:extra", "Plain"), "1,x"), std::invalid_argument);
+  EXPECT_THROW(qvsvCreateDiagnostic(BaseMsgID("QVSV_TEST:extra", "Plain"), "1,99999999999"), std::out_of_range);
+  EXPECT_EQ(qvsvGetGlobalQVObjectDiscoveryCallback(), &discover);
+  EXPECT_TRUE(indices().empty());
+}
+
+TEST_F(DiagnosticCreation, ExtendedFormsAttachExtraMessageMetadataHandleAndCauses) {
+  const BaseMsgID plain("QVSV_TEST:extra", "Plain");
+  qvsvDiagnosticImpl* extra = qvsvCreateDiagnosticEx(u"more", plain);
+  EXPECT_EQ(std::u16string(qvsvGetExtraMessageFromDiagnosticItem(extra, 0)), u"more");
+  const qvsvMetaDataMap metadata{{u"k", std::int64_t{1}}};
+  qvsvDiagnosticImpl* meta = qvsvCreateDiagnosticEx(plain, metadata);
+  ASSERT_NE(qvsv::GetMetaDataFromLastDiagnostic(meta, u"k"), nullptr);
+  qvsvDiagnosticImpl* handle = qvsvCreateDiagnosticEx(42.0, plain, metadata);
+  EXPECT_EQ(qvsvGetHandlesFromDiagnosticItem(handle, 0), std::vector<double>{42.0});
+  qvsvDiagnosticImpl* causes = make("Cause:x");
+  qvsvDiagnosticImpl* withCauses = qvsvCreateDiagnosticWithArguments(plain, causes);
+  EXPECT_EQ(causes, nullptr);
+  EXPECT_EQ(ids(qvsvGetCauseFromDiagnosticItem(withCauses, 0)), std::vector<std::string>{"Cause:x"});
+  for (qvsvDiagnosticImpl* d : {extra, meta, handle, withCauses}) qvsvDiscardDiagnostic(d);
+}
+
+TEST_F(DiagnosticCreation, ReplacingArgumentsRendersTheMessageAgain) {
+  qvsvDiagnosticImpl* diag =
+      qvsvCreateDiagnosticFromMessageID(BaseMsgID("QVSV_TEST:extra", "Pair", {std::int64_t{1}, std::int64_t{2}}));
+  qvsvReplaceLastDiagnosticArguments(diag, {std::u16string(u"a"), std::string("b")});
+  EXPECT_EQ(std::u16string(qvsvGetFirstErrorMessage(diag)), u"first a, second b");
+  EXPECT_EQ(qvsvGetNumbArgumentsFromLastDiagnostic(diag), 2);
+
+  qvsvDiagnosticImpl* named = qvsvCreateDiagnosticFromIdAndMsg("QVSV_TEST:extra:Named", "unrendered");
+  qvsvReplaceLastDiagnosticStringArguments(named, {{u"whom", u"Bob"}, {u"who", u"Ann"}});
+  EXPECT_EQ(std::u16string(qvsvGetFirstErrorMessage(named)), u"Ann met Bob");
+  const qvsvArgumentVector args = qvsvGetArgumentsFromLastDiagnostic(named);
+  ASSERT_EQ(args.size(), 2u);
+  EXPECT_EQ(std::get<std::u16string>(args[0]), u"Ann") << "values stored in name order";
+
+  qvsvDiagnosticImpl* adHoc = qvsvCreateDiagnosticFromIdAndMsg("Not:catalogued", "kept");
+  qvsvReplaceLastDiagnosticArguments(adHoc, {std::int64_t{5}});
+  EXPECT_EQ(std::u16string(qvsvGetFirstErrorMessage(adHoc)), u"kept");
+  for (qvsvDiagnosticImpl* d : {diag, named, adHoc}) qvsvDiscardDiagnostic(d);
+}
+
+// The host call stack is attached while the hook asks for it.
+class CallStackCapture : public DiagnosticsTest {
+ protected:
+  void TearDown() override {
+    QvTestingHook::setHookValue("QVSV_POPULATE_TSTACK", 0);
+    DiagnosticsTest::TearDown();
+  }
+};
+
+TEST_F(CallStackCapture, StackIsKeptOnlyWhileTheHookIsSetAndStacksAreNotSkipped) {
+  tessel::ScopedFrame outer("/m/run.m", "run", 3);
+  tessel::ScopedFrame inner("/m/step.m", "step", 14);
+  qvsvDiagnosticImpl* off = make("A:b");
+  EXPECT_EQ(qvsvGetTStackFromDiagnostic(off, 0), "");
+  QvTestingHook::setHookValue("QVSV_POPULATE_TSTACK", 1);
+  qvsvDiagnosticImpl* on = make("A:b");
+  EXPECT_EQ(qvsvGetTStackFromDiagnostic(on, 0), "/m/step.m>step:14\n/m/run.m>run:3\n");
+  qvsvTStackFrames frames{{"stale", "x", 1}};
+  qvsvPopulateTStackFromDiagnostic(frames, on, 0);
+  ASSERT_EQ(frames.size(), 2u);
+  EXPECT_EQ(frames[0], std::make_tuple(std::string("/m/step.m"), std::string("step"), 14));
+  qvsvSetSkipDetailedStackDiagnostics(true);
+  qvsvDiagnosticImpl* skipped = make("A:b");
+  EXPECT_EQ(qvsvGetTStackFromDiagnostic(skipped, 0), "");
+  for (qvsvDiagnosticImpl* d : {off, on, skipped}) qvsvDiscardDiagnostic(d);
+}
+
+TEST_F(CallStackCapture, TextListsAtMostTwentyFrames) {
+  std::vector<std::unique_ptr<tessel::ScopedFrame>> frames;
+  for (int i = 0; i < 25; ++i) frames.push_back(std::make_unique<tessel::ScopedFrame>("f.m", "fn", i));
+  QvTestingHook::setHookValue("QVSV_POPULATE_TSTACK", 1);
+  qvsvDiagnosticImpl* diag = make("A:b");
+  const std::string text = qvsvGetTStackFromDiagnostic(diag, 0);
+  EXPECT_EQ(std::count(text.begin(), text.end(), '\n'), 20);
+  EXPECT_EQ(text.rfind("f.m>fn:5\n"), text.size() - 9) << "innermost first, the outermost five cut";
+  qvsvTStackFrames all;
+  EXPECT_EQ(qvsvPopulateTStackFromDiagnostic(all, diag, 0).size(), 25u);
+  qvsvDiscardDiagnostic(diag);
+  while (!frames.empty()) frames.pop_back();
+}
+
+struct TLStyleCase {
+  const char* component;
+  const char* mnemonic;
+  const char* expected;
+};
+
+class TLStyleIdentifier : public ::testing::TestWithParam<TLStyleCase> {};
+
+TEST_P(TLStyleIdentifier, JoinsTheNonEmptyParts) {
+  EXPECT_STREQ(qvsvGetTLStyleMessageIdentifier(GetParam().component, GetParam().mnemonic), GetParam().expected);
+}
+
+INSTANTIATE_TEST_SUITE_P(DiagnosticCreation, TLStyleIdentifier,
+                         ::testing::Values(TLStyleCase{"Quiver", "BadBlock", "Quiver:BadBlock"},
+                                           TLStyleCase{nullptr, "BadBlock", "BadBlock"},
+                                           TLStyleCase{"Quiver", "", "Quiver"}, TLStyleCase{nullptr, nullptr, ""},
+                                           TLStyleCase{"a:b", "c", "a:b:c"}));
+
+TEST(DiagnosticCreationMemory, TLStyleBufferThatCannotGrowThrowsOutOfMemory) {
+  const std::string longPart(5000, 'x');
+  tessel::ScopedAllocationFailure failAll;
+  EXPECT_THROW(qvsvGetTLStyleMessageIdentifier(longPart.c_str(), "y"), tessel::OutOfMemory);
+}
+
+}  // namespace

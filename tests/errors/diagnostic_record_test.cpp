@@ -1,0 +1,279 @@
+#include <algorithm>
+#include <stdexcept>
+
+#include "qv_services/errors/diagnostic_state.hpp"
+#include "tests/errors/diagnostics_fixture.hpp"
+
+namespace {
+
+using qvsv::test::DiagnosticsTest;
+
+class DiagnosticRecord : public DiagnosticsTest {};
+
+TEST_F(DiagnosticRecord, NullDiagnosticReadsAsEmpty) {
+  qvsvDiagnosticImpl* diag = nullptr;
+  EXPECT_EQ(qvsvGetNumItemsInDiagnostic(diag), 0);
+  EXPECT_EQ(qvsvGetIdentifierFromDiagnosticItem(diag, 0), nullptr);
+  EXPECT_EQ(qvsvGetMessageFromDiagnosticItem(diag, 0), nullptr);
+  EXPECT_EQ(qvsvGetExtraMessageFromDiagnosticItem(diag, 0), nullptr);
+  EXPECT_TRUE(qvsvGetHandlesFromDiagnosticItem(diag, 0).empty());
+  EXPECT_EQ(qvsvGetCombinedErrorIdentifier(diag), "");
+  EXPECT_EQ(qvsvGetCombinedErrorMessage(diag), u"");
+  EXPECT_EQ(qvsvGetFirstErrorIdentifier(diag), nullptr);
+  EXPECT_TRUE(qvsvGetArgumentsFromLastDiagnostic(diag).empty());
+  EXPECT_EQ(qvsvGetLastErrorCreationTime(diag), qvsvErrorCreationTimeUnset);
+  EXPECT_EQ(qvsvGetTStackFromDiagnostic(diag, 0), "");
+  EXPECT_FALSE(qvsvCheckDiagnosticForMessageIdentifier(diag, "A:b", 0));
+  qvsvDiscardDiagnostic(diag);
+  qvsvSetDiagnosticStatic(diag);
+  EXPECT_EQ(qvsvDuplicateDiagnostic(diag), nullptr);
+}
+
+TEST_F(DiagnosticRecord, OutOfRangeIndicesFindNoItem) {
+  qvsvDiagnosticImpl* diag = queueOf(3);
+  EXPECT_EQ(qvsvGetIdentifierFromDiagnosticItem(diag, 3), nullptr);
+  EXPECT_EQ(qvsvGetMessageFromDiagnosticItem(diag, 99), nullptr);
+  EXPECT_TRUE(qvsvGetHandlesFromDiagnosticItem(diag, -1).empty());
+  EXPECT_EQ(qvsvGetCauseFromDiagnosticItem(diag, 7), nullptr);
+  EXPECT_FALSE(qvsvCheckDiagnosticForMessageIdentifier(diag, "Q:0", 3));
+  EXPECT_STREQ(qvsvGetIdentifierFromDiagnosticItem(diag, 1), "Q:1");
+  EXPECT_TRUE(qvsvCheckDiagnosticForMessageIdentifier(diag, "Q:2", 2));
+  EXPECT_FALSE(qvsvCheckDiagnosticForMessageIdentifier(diag, nullptr, 2));
+  qvsvDiscardDiagnostic(diag);
+  EXPECT_EQ(diag, nullptr);
+}
+
+TEST_F(DiagnosticRecord, CombinedIdentifierOfOneTwoAndUnnamedItems) {
+  qvsvDiagnosticImpl* diag = make("A:b");
+  EXPECT_EQ(qvsvGetCombinedErrorIdentifier(diag), "A:b");
+  EXPECT_EQ(qvsvGetCombinedErrorMessage(diag), u"m");
+  diag->firstItem()->identifier.clear();
+  EXPECT_EQ(qvsvGetCombinedErrorIdentifier(diag), "QV_SERVICES:utils:UNDEFINED_ID");
+  diag->firstItem()->identifier.clear();
+  EXPECT_STREQ(qvsvGetFirstErrorIdentifier(diag), "") << "the first-identifier getter does not substitute";
+  EXPECT_STREQ(qvsvGetIdentifierFromDiagnosticItem(diag, 0), "QV_SERVICES:utils:UNDEFINED_ID");
+  EXPECT_EQ(diag->firstItem()->identifier, "QV_SERVICES:utils:UNDEFINED_ID") << "the item getter stores it";
+  qvsvConcatenateDiagnostics(diag, make("C:d"), false);
+  EXPECT_EQ(qvsvGetCombinedErrorIdentifier(diag), "Tessel:TException:MultipleErrors");
+  EXPECT_EQ(qvsvGetCombinedErrorMessage(diag), u"Multiple errors occurred. See the causes for details.");
+  qvsvDiscardDiagnostic(diag);
+}
+
+TEST_F(DiagnosticRecord, LastCreationTimeActsOnTheFirstItem) {
+  qvsvDiagnosticImpl* diag = queueOf(3);
+  qvsvSetLastErrorCreationTime(diag, static_cast<qvsvErrorCreationTime>(7));
+  EXPECT_EQ(qvsvGetErrorCreationTimeFromDiagnosticItem(diag, 0), 7u);
+  EXPECT_EQ(qvsvGetErrorCreationTimeFromDiagnosticItem(diag, 2), 0u);
+  EXPECT_EQ(qvsvGetLastErrorCreationTime(diag), 7u);
+  qvsvDiscardDiagnostic(diag);
+}
+
+TEST_F(DiagnosticRecord, CausesAreAddedRemovedAndRefusedByStaticItems) {
+  qvsvDiagnosticImpl* diag = queueOf(2);
+  qvsvDiagnosticImpl* cause = make("Cause:one");
+  qvsvAddCauseToDiagnosticItem(diag, 0, cause);
+  EXPECT_EQ(cause, nullptr);
+  qvsvDiagnosticImpl* second = make("Cause:two");
+  qvsvAddCauseToDiagnosticItem(diag, 0, second);
+  EXPECT_EQ(ids(qvsvGetCauseFromDiagnosticItem(diag, 0)), (std::vector<std::string>{"Cause:one", "Cause:two"}));
+
+  qvsvDiagnosticImpl* missing = make("Cause:x");
+  qvsvAddCauseToDiagnosticItem(diag, 5, missing);
+  EXPECT_NE(missing, nullptr) << "no item: the caller keeps the cause";
+
+  qvsvDiagnosticImpl* removed = qvsvRemoveCauseFromDiagnosticItem(diag, 0);
+  EXPECT_EQ(ids(removed).size(), 2u);
+  EXPECT_EQ(qvsvRemoveCauseFromDiagnosticItem(diag, 0), nullptr);
+
+  qvsvDiagnosticImpl* oom = qvsvCreateMemoryAllocationDiagnostic();
+  qvsvAddCauseToLastDiagnosticItem(oom, missing);
+  EXPECT_NE(missing, nullptr) << "a static item takes no cause";
+  for (qvsvDiagnosticImpl* d : {diag, removed, missing, oom}) qvsvDiscardDiagnostic(d);
+}
+
+TEST_F(DiagnosticRecord, MetadataOfTheLastItemIsSetReplacedAndRead) {
+  qvsvDiagnosticImpl* diag = queueOf(2);
+  qvsv::SetMetaDataToLastDiagnostic(diag, u"block", std::u16string(u"Gain"));
+  qvsv::SetMetaDataToLastDiagnostic(diag, u"count", std::int64_t{3});
+  qvsv::SetMetaDataToLastDiagnostic(diag, u"count", std::int64_t{4});
+  const qvsvArgumentValue* count = qvsv::GetMetaDataFromLastDiagnostic(diag, u"count");
+  ASSERT_NE(count, nullptr);
+  EXPECT_EQ(std::get<std::int64_t>(*count), 4);
+  EXPECT_EQ(qvsv::GetMetaDataFromLastDiagnostic(diag, u"absent"), nullptr);
+  EXPECT_TRUE(diag->firstItem()->metadata.empty());
+  qvsvDiagnosticImpl* none = nullptr;
+  qvsv::SetMetaDataToLastDiagnostic(none, u"k", std::int64_t{1});
+  EXPECT_EQ(qvsv::GetMetaDataFromLastDiagnostic(none, u"k"), nullptr);
+  qvsvDiscardDiagnostic(diag);
+}
+
+TEST_F(DiagnosticRecord, DuplicateIsDeepAndTakesTheCandidates) {
+  qvsvDiagnosticImpl* diag = queueOf(2);
+  qvsvDiagnosticImpl* cause = make("Cause:c");
+  qvsvAddCauseToLastDiagnosticItem(diag, cause);
+  const double handles[] = {1.5, 2.5};
+  qvsvSetHandlesInErrorQueueLastDiagnostic(handles, 2, diag);
+  int token = 0;
+  qvsvAddCandidateToErrorQueueFcn(diag, &token);
+
+  qvsvDiagnosticImpl* copy = qvsvDuplicateDiagnostic(diag);
+  ASSERT_NE(copy, diag);
+  EXPECT_EQ(ids(copy), ids(diag));
+  EXPECT_NE(qvsvGetCauseFromDiagnosticItem(copy, 1), qvsvGetCauseFromDiagnosticItem(diag, 1));
+  EXPECT_EQ(ids(qvsvGetCauseFromDiagnosticItem(copy, 1)), std::vector<std::string>{"Cause:c"});
+  EXPECT_EQ(qvsvGetHandlesFromDiagnosticItem(copy, 1), (std::vector<double>{1.5, 2.5}));
+  EXPECT_NE(copy->lastItem()->handles, diag->lastItem()->handles);
+  EXPECT_EQ(copy->candidates(), std::vector<void*>{&token});
+  qvsvDiscardDiagnostic(diag);
+  EXPECT_EQ(qvsvGetMessageFromDiagnosticItem(copy, 0), std::u16string(u"0")) << "the copy outlives its source";
+  qvsvDiscardDiagnostic(copy);
+}
+
+TEST_F(DiagnosticRecord, DuplicateCopiesAtMostTheLimitAndNothingAtLimitZero) {
+  qvsvDiagnosticImpl* diag = queueOf(5);
+  qvsvSetMaxDiagnosticsInQueue(3);
+  qvsvDiagnosticImpl* limited = qvsvDuplicateDiagnostic(diag);
+  EXPECT_EQ(qvsvGetNumItemsInDiagnostic(limited), 3);
+  qvsvSetMaxDiagnosticsInQueue(0);
+  qvsvDiagnosticImpl* none = qvsvDuplicateDiagnostic(diag);
+  ASSERT_NE(none, nullptr);
+  EXPECT_EQ(qvsvGetNumItemsInDiagnostic(none), 0) << "0 is not unlimited for duplication";
+  for (qvsvDiagnosticImpl* d : {diag, limited, none}) qvsvDiscardDiagnostic(d);
+}
+
+// Appending item by item: the limit and the replacement rule.
+class AppendAtLimit : public DiagnosticsTest, public ::testing::WithParamInterface<int> {};
+
+TEST_P(AppendAtLimit, ReplacementTakesPositionLMinusOneAndTheRestIsDropped) {
+  const int limit = GetParam();
+  qvsvDiagnosticImpl* replacementHolder = make("Repl:acement", u"replacement");
+  qvsvSetMaxDiagnosticsInQueue(limit);
+  const qvsvDiagnosticItem* replacement = replacementHolder->firstItem();
+  qvsvDiagnosticImpl* diag = qvsvObtainDiagnostic();
+  const int appended = 300;
+  for (int i = 0; i < appended; ++i) {
+    auto* item = new qvsvDiagnosticItem;
+    item->identifier = "Item:" + std::to_string(i + 1);
+    diag->appendItem(item, replacement, false);
+  }
+  const std::vector<std::string> got = ids(diag);
+  if (limit == 0) {
+    ASSERT_EQ(got.size(), static_cast<std::size_t>(appended));
+    EXPECT_EQ(std::count(got.begin(), got.end(), "Repl:acement"), 0);
+  } else {
+    ASSERT_EQ(got.size(), static_cast<std::size_t>(limit));
+    if (limit >= 2) {
+      EXPECT_EQ(got[static_cast<std::size_t>(limit) - 2], "Repl:acement") << "the item that brings the count to L-1";
+    }
+    EXPECT_EQ(got.back(), "Item:" + std::to_string(limit)) << "one more item fits after the replacement";
+  }
+  qvsvDiscardDiagnostic(diag);
+  qvsvDiscardDiagnostic(replacementHolder);
+}
+
+INSTANTIATE_TEST_SUITE_P(DiagnosticRecord, AppendAtLimit, ::testing::Values(0, 1, 2, 128));
+
+TEST_F(DiagnosticRecord, NegativeLimitIsStoredAsZero) {
+  EXPECT_EQ(qvsvSetMaxDiagnosticsInQueue(-5), nullptr);
+  EXPECT_EQ(qvsvGetMaxDiagnosticsInQueue(), 0);
+}
+
+TEST_F(DiagnosticRecord, ListPastItsMaximumSizeRaisesTheLengthError) {
+  qvsv::detail::SetMaxListSizeForTesting(3);
+  qvsvSetMaxDiagnosticsInQueue(0);
+  qvsvDiagnosticImpl* diag = queueOf(3);
+  auto* item = new qvsvDiagnosticItem;
+  try {
+    diag->appendItem(item, nullptr, false);
+    FAIL() << "no exception";
+  } catch (const std::length_error& e) {
+    EXPECT_STREQ(e.what(), "list<T> too long");
+  }
+  delete item;
+  qvsvDiagnosticImpl* more = queueOf(1);
+  EXPECT_THROW(qvsvConcatenateDiagnostics(diag, more, false), std::length_error);
+  EXPECT_EQ(qvsvGetNumItemsInDiagnostic(diag), 3);
+  qvsvDiscardDiagnostic(more);
+  qvsvDiscardDiagnostic(diag);
+}
+
+// A subclass that filters items lives in ordinary memory and still releases
+// through the common path.
+class RefusingDiagnostic : public qvsvDiagnosticImpl {
+ public:
+  bool refusesItem(const qvsvDiagnosticItem* item) const override { return item->identifier == "Refused:item"; }
+  int extra = 0;
+};
+
+TEST_F(DiagnosticRecord, SubclassFilterKeepsRefusedItemsWithTheCaller) {
+  qvsvDiagnosticImpl* diag = new RefusingDiagnostic;
+  auto* refused = new qvsvDiagnosticItem;
+  refused->identifier = "Refused:item";
+  diag->appendItem(refused, nullptr, false);
+  EXPECT_TRUE(diag->isEmpty());
+  delete refused;
+  qvsvConcatenateDiagnostics(diag, make("Kept:item"), false);
+  EXPECT_EQ(ids(diag), std::vector<std::string>{"Kept:item"});
+  qvsvDiscardDiagnostic(diag);
+}
+
+class DiagnosticPool : public DiagnosticsTest {};
+
+TEST_F(DiagnosticPool, ReleasedMemoryIsReusedLowestAddressFirst) {
+  std::vector<qvsvDiagnosticImpl*> diags;
+  for (int i = 0; i < 5; ++i) diags.push_back(qvsvObtainDiagnostic());
+  std::sort(diags.begin(), diags.end());
+  qvsvDiagnosticImpl* lowest = diags[1];
+  qvsvDiagnosticImpl* higher = diags[3];
+  qvsvDiscardDiagnostic(diags[3]);
+  qvsvDiscardDiagnostic(diags[1]);
+  diags[1] = qvsvObtainDiagnostic();
+  diags[3] = qvsvObtainDiagnostic();
+  EXPECT_EQ(diags[1], lowest);
+  EXPECT_EQ(diags[3], higher);
+  for (qvsvDiagnosticImpl*& d : diags) qvsvDiscardDiagnostic(d);
+}
+
+TEST_F(DiagnosticPool, ObtainingReusesAnEmptyReusableNonStaticDiagnosticOnly) {
+  qvsvDiagnosticImpl* full = make("A:b");
+  qvsvDiagnosticImpl* pinned = qvsvObtainDiagnostic();
+  full->setReusable(true);
+  pinned->setReusable(true);
+  qvsvSetDiagnosticStatic(pinned);
+  qvsvDiagnosticImpl* fresh = qvsvObtainDiagnostic();
+  EXPECT_NE(fresh, full) << "not while it has items";
+  EXPECT_NE(fresh, pinned) << "never a static one";
+  fresh->setReusable(true);
+  qvsvDiagnosticImpl* again = qvsvObtainDiagnostic();
+  EXPECT_EQ(again, fresh);
+  EXPECT_FALSE(again->isReusable()) << "the mark is cleared when handed out";
+
+  const std::size_t before = qvsv::detail::LiveDiagnosticCount();
+  qvsvCleanUpErrorQueue();
+  EXPECT_EQ(qvsv::detail::LiveDiagnosticCount(), before - 1) << "only `full`: reusable and not static";
+  pinned->reset();
+  EXPECT_FALSE(pinned->isStatic());
+  EXPECT_FALSE(pinned->isReusable());
+  qvsvDiscardDiagnostic(pinned);
+  qvsvDiscardDiagnostic(again);
+}
+
+TEST_F(DiagnosticPool, ClearingThePoolDestroysDiagnosticsWithItemsButNotEmptyOrStaticOnes) {
+  qvsvDiagnosticImpl* withItems = make("A:b");
+  qvsvDiagnosticImpl* withCause = make("A:c");
+  qvsvDiagnosticImpl* cause = make("Cause:x");
+  qvsvAddCauseToLastDiagnosticItem(withCause, cause);
+  qvsvDiagnosticImpl* empty = qvsvObtainDiagnostic();
+  qvsvDiagnosticImpl* pinned = make("A:d");
+  qvsvSetDiagnosticStatic(pinned);
+  const std::size_t before = qvsv::detail::LiveDiagnosticCount();
+  EXPECT_EQ(qvsvClearDiagnosticQueuePool(), nullptr);
+  EXPECT_EQ(qvsv::detail::LiveDiagnosticCount(), before - 3) << "two queues and one cause";
+  EXPECT_TRUE(empty->isEmpty());
+  EXPECT_EQ(ids(pinned), std::vector<std::string>{"A:d"});
+  (void)withItems;
+  qvsvDiscardDiagnostic(empty);
+  qvsvDiscardDiagnostic(pinned);
+}
+
+}  // namespace
