@@ -1,10 +1,17 @@
 // Reporting diagnostics to the host.
 //
-// Each function consumes the diagnostic (the caller's pointer becomes null),
-// hands its pending object handles to their callbacks, offers it to the
-// registered callbacks and listeners, and shows what nobody took in the
-// host's display ("Error: ...", "Warning: ...", or the message alone for
-// information). A null or empty diagnostic is released without a report.
+// Each function consumes the diagnostic (the caller's pointer becomes null).
+// In order: the items' pending object handles go to their callbacks; a
+// warning that a warn-once filter has already shown is released; the
+// diagnostic counters and identifier callbacks hear of it; the diagnostic
+// callbacks run in name order and one may consume it, which ends the report;
+// then the listeners are offered it (errors with context 2, information with
+// context 3, warnings with context 1 only while the feature MessageViewer,
+// read once per warning, is exactly 1) and one that takes it ends the report;
+// what nobody took is shown in the host's display ("Error: ...",
+// "Warning: ...", or the message alone for information). With no listener
+// registered, the built-in default listener shows warnings itself. A null or
+// empty diagnostic is released without a report. See listeners.hpp.
 #pragma once
 
 #include <string>

@@ -1,31 +1,17 @@
-// Reporting diagnostics: hand-over of pending handles, the callback and
-// listener steps, and the host's displays for what nobody took.
+// Reporting diagnostics: hand-over of pending handles, the warn-once filters,
+// counters and callbacks, the listeners, and the host's displays for what
+// nobody took.
 #include "qv_services/reporting.hpp"
 
-#include "qv_services/errors/reporting_steps.hpp"
+#include "qv_services/feature.hpp"
+#include "qv_services/feature/detail/feature_access.hpp"
+#include "qv_services/listeners.hpp"
+#include "qv_services/util/listener_registry.hpp"
 #include "tessel/display.hpp"
 
-namespace qvsv::detail {
 namespace {
 
-const ReportingSteps*& installedSteps() {
-  static const ReportingSteps* steps = nullptr;
-  return steps;
-}
-
-}  // namespace
-
-const ReportingSteps* InstallReportingSteps(const ReportingSteps* steps) {
-  const ReportingSteps* previous = installedSteps();
-  installedSteps() = steps;
-  return previous;
-}
-
-}  // namespace qvsv::detail
-
-namespace {
-
-using qvsv::detail::ReportKind;
+using qvsv::util::qvsvDiagnosticListenerContext;
 
 // The messages of the top-level items, one per line (count > 0: the first count).
 std::u16string displayText(qvsvDiagnosticImpl* diag, int count) {
@@ -39,12 +25,12 @@ std::u16string displayText(qvsvDiagnosticImpl* diag, int count) {
   return text;
 }
 
-void display(qvsvDiagnosticImpl* diag, ReportKind kind, const std::u16string& text) {
+void display(qvsvDiagnosticImpl* diag, qvsvDiagnosticListenerContext context, const std::u16string& text) {
   const std::string id = qvsvGetCombinedErrorIdentifier(diag);
-  switch (kind) {
-    case ReportKind::Warning: tessel::DisplayWarning(id, text); break;
-    case ReportKind::Error: tessel::DisplayError(id, text); break;
-    case ReportKind::Information: tessel::DisplayInfo(id, text); break;
+  switch (context) {
+    case qvsv::util::kWarningContext: tessel::DisplayWarning(id, text); break;
+    case qvsv::util::kErrorContext: tessel::DisplayError(id, text); break;
+    case qvsv::util::kInformationContext: tessel::DisplayInfo(id, text); break;
   }
 }
 
@@ -52,45 +38,50 @@ void handOverAllHandles(qvsvDiagnosticImpl* diag) {
   for (qvsvDiagnosticItem* item : diag->items()) diag->handOverHandles(item);
 }
 
-// Hand-over, callbacks, listeners, then the display; always consumes diag.
-void report(qvsvDiagnosticImpl*& diag, ReportKind kind) {
+// Always consumes diag.
+void report(qvsvDiagnosticImpl*& diag, qvsvDiagnosticListenerContext context) {
   if (diag == nullptr) return;
   if (diag->isEmpty()) {
     qvsvDiscardDiagnostic(diag);
     return;
   }
   handOverAllHandles(diag);
-  if (const qvsv::detail::ReportingSteps* steps = qvsv::detail::installedSteps()) {
-    steps->runCallbacks(diag);
-    if (diag == nullptr) return;
-    if (steps->offer(diag, kind)) {
-      qvsvDiscardDiagnostic(diag);
-      return;
-    }
-    if (diag == nullptr) return;
+  if (context == qvsv::util::kWarningContext && !qvsv::detail::PassesWarnOnceFilters(diag)) {
+    qvsvDiscardDiagnostic(diag);
+    return;
   }
-  display(diag, kind, displayText(diag, 0));
+  qvsv::detail::CountAndAnnounce(diag);
+  qvsv::detail::RunDiagnosticCallbacks(diag);
+  if (diag == nullptr) return;
+  bool taken = false;
+  if (context == qvsv::util::kWarningContext) {
+    // One counted read per warning, whatever its value.
+    if (QvFeatureNativeAccess::get(QVFEAT_MessageViewer) == 1) taken = qvsvNotifyDiagnosticListeners(diag, context);
+  } else {
+    taken = qvsvNotifyDiagnosticListeners(diag, context);
+  }
+  if (!taken) display(diag, context, displayText(diag, 0));
   qvsvDiscardDiagnostic(diag);
 }
 
 }  // namespace
 
-void qvsvReportAsError(qvsvDiagnosticImpl*& diag) { report(diag, ReportKind::Error); }
+void qvsvReportAsError(qvsvDiagnosticImpl*& diag) { report(diag, qvsv::util::kErrorContext); }
 
-void qvsvReportAsWarning(qvsvDiagnosticImpl*& diag) { report(diag, ReportKind::Warning); }
+void qvsvReportAsWarning(qvsvDiagnosticImpl*& diag) { report(diag, qvsv::util::kWarningContext); }
 
 void qvsvReportAsWarning(qvsvDiagnosticImpl*& diag, const qvsvMetaDataMap& metadata) {
   for (const auto& [key, value] : metadata) qvsv::SetMetaDataToLastDiagnostic(diag, key, value);
-  report(diag, ReportKind::Warning);
+  report(diag, qvsv::util::kWarningContext);
 }
 
-void qvsvReportAsInfo(qvsvDiagnosticImpl*& diag) { report(diag, ReportKind::Information); }
+void qvsvReportAsInfo(qvsvDiagnosticImpl*& diag) { report(diag, qvsv::util::kInformationContext); }
 
 void qvsvWarning(qvsvDiagnosticImpl*& diag, qvsvMessageTypeCallback callback, int count, const std::u16string& text) {
   if (diag == nullptr) return;
   if (!diag->isEmpty() && (callback == nullptr || callback(diag))) {
     handOverAllHandles(diag);
-    display(diag, ReportKind::Warning, text.empty() ? displayText(diag, count) : text);
+    display(diag, qvsv::util::kWarningContext, text.empty() ? displayText(diag, count) : text);
   }
   qvsvDiscardDiagnostic(diag);
 }

@@ -1,6 +1,5 @@
 // Demo sections: an error queue built from catalogued messages, its overflow,
 // reporting, and the testing-hook report.
-#include <iomanip>
 #include <iostream>
 
 #include "qv_services/conversions.hpp"
@@ -11,6 +10,7 @@
 #include "qv_services/testing_hook.hpp"
 #include "tessel/array.hpp"
 #include "tools/qvsv/command.hpp"
+#include "tools/qvsv/report_table.hpp"
 
 namespace qvsv::tool {
 namespace {
@@ -100,14 +100,7 @@ void showQueue() {
 
 void showHooks() {
   tessel::HostCallScope scope;
-  const txArray* report = QvTestingHook::getHookReport();
-  std::cout << std::left << std::setw(24) << "Name" << std::right << std::setw(8) << "State" << std::setw(14)
-            << "DefaultState" << "\n";
-  for (txIndex i = 0; i < txGetN(report); ++i) {
-    std::cout << std::left << std::setw(24) << txGetStringUTF8(txGetField(report, i, "Name")) << std::right
-              << std::setw(8) << txGetScalar(txGetField(report, i, "State")) << std::setw(14)
-              << txGetScalar(txGetField(report, i, "DefaultState")) << "\n";
-  }
+  std::cout << FormatReportTable(QvTestingHook::getHookReport(), {"Name", "State", "DefaultState"});
 }
 
 const DemoSection kQueue(20, "Diagnostics and the error queue", showQueue);

@@ -1,0 +1,47 @@
+// The listener, callback and counter registries, and the steps of the
+// reporting path that use them.
+#pragma once
+
+#include <map>
+#include <memory>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "qv_services/listeners.hpp"
+
+namespace qvsv::detail {
+
+struct WarnOnceFilter {
+  std::string identifier;
+  void* owner;
+  unsigned shown = 0;  // warnings of the identifier that reached this filter
+};
+
+// One per process, never destroyed: listeners and scoped objects may
+// unregister during static destruction.
+struct ListenerRegistry {
+  std::map<std::string, std::weak_ptr<util::CDiagnosticListener>> listeners;
+  std::map<std::string, util::DiagnosticCallback> callbacks;
+  std::map<std::pair<std::string, void*>, util::IDDiagnosticCallback> idCallbacks;
+  std::map<std::pair<void*, std::string>, unsigned> counters;  // owner first: per-owner walks
+  std::vector<WarnOnceFilter*> filters;                        // innermost last
+};
+
+ListenerRegistry& Listeners();
+
+// Replaces the callback registered under name (an empty fn removes it) and
+// returns the one it replaced; used by the scoped listeners to nest.
+util::DiagnosticCallback SwapDiagnosticCallback(const std::string& name, util::DiagnosticCallback fn);
+util::IDDiagnosticCallback SwapIDDiagnosticCallback(const std::string& name, void* owner,
+                                                    util::IDDiagnosticCallback fn);
+
+// --- Steps of the reporting path. ---
+// False when a warn-once filter has already let this warning through.
+bool PassesWarnOnceFilters(qvsvDiagnosticImpl* diag);
+// Counts the report and tells the identifier callbacks.
+void CountAndAnnounce(qvsvDiagnosticImpl* diag);
+// Runs the diagnostic callbacks in name order until one consumes diag.
+void RunDiagnosticCallbacks(qvsvDiagnosticImpl*& diag);
+
+}  // namespace qvsv::detail

@@ -1,0 +1,58 @@
+#include "tools/qvsv/report_table.hpp"
+
+#include <algorithm>
+#include <cmath>
+#include <sstream>
+
+namespace qvsv::tool {
+namespace {
+
+std::string cellText(const txArray* value) {
+  if (txIsChar(value)) return txGetStringUTF8(value);
+  if (txIsLogical(value) && !txIsEmpty(value)) return txGetScalar(value) != 0 ? "true" : "false";
+  if (txIsNumeric(value) && !txIsEmpty(value)) {
+    const double d = txGetScalar(value);
+    if (d == std::floor(d) && std::fabs(d) < 1e15) return std::to_string(static_cast<long long>(d));
+    std::ostringstream out;
+    out << d;
+    return out.str();
+  }
+  return "";
+}
+
+}  // namespace
+
+std::string FormatReportTable(const txArray* report, const std::vector<std::string>& fields) {
+  std::vector<std::vector<std::string>> rows;
+  std::vector<bool> numeric(fields.size(), true);
+  for (txIndex i = 0; i < txGetNumberOfElements(report); ++i) {
+    std::vector<std::string> row;
+    for (std::size_t f = 0; f < fields.size(); ++f) {
+      const txArray* value = txGetField(report, i, fields[f]);
+      if (txIsChar(value)) numeric[f] = false;
+      row.push_back(cellText(value));
+    }
+    rows.push_back(std::move(row));
+  }
+  std::sort(rows.begin(), rows.end());
+  std::vector<std::size_t> width(fields.size());
+  for (std::size_t f = 0; f < fields.size(); ++f) {
+    width[f] = fields[f].size();
+    for (const auto& row : rows) width[f] = std::max(width[f], row[f].size());
+  }
+  std::ostringstream out;
+  auto line = [&](const std::vector<std::string>& cells, bool header) {
+    for (std::size_t f = 0; f < cells.size(); ++f) {
+      const std::string pad(width[f] - cells[f].size(), ' ');
+      const bool right = numeric[f] && !header;
+      if (f > 0) out << "  ";
+      out << (right ? pad + cells[f] : cells[f] + (f + 1 < cells.size() ? pad : ""));
+    }
+    out << "\n";
+  };
+  line(fields, true);
+  for (const auto& row : rows) line(row, false);
+  return out.str();
+}
+
+}  // namespace qvsv::tool
