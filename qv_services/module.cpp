@@ -1,7 +1,10 @@
 // The library's host module entry points.
 #include "qv_services/module.hpp"
 
+#include <iterator>
+
 #include "qv_services/errors/diagnostic_state.hpp"
+#include "qv_services/tracer.hpp"
 
 namespace {
 
@@ -27,7 +30,11 @@ int TLInitialize_qv_services() {
 void TLTerminate_qv_services() { initialized() = false; }
 
 const tessel::ModuleFunctionTable* QueryTLFcnTable_qv_services() {
-  static const tessel::ModuleFunctionTable table{0, nullptr};
+  // QvTracerGetStat is overloaded; the cast picks the host entry.
+  static const tessel::ModuleFunction functions[] = {
+      {"QvTracerGetStat", static_cast<tessel::HostEntryPoint>(&QvTracerGetStat)},
+  };
+  static const tessel::ModuleFunctionTable table{std::size(functions), functions};
   return &table;
 }
 

@@ -6,6 +6,7 @@
 #include "qv_services/conversions.hpp"
 #include "qv_services/diagnostic_creation.hpp"
 #include "qv_services/errors/diagnostic_state.hpp"
+#include "qv_services/feature/detail/tested_allocation.hpp"
 #include "qv_services/feature/detail/testing_hook_access.hpp"
 #include "tessel/foundation.hpp"
 #include "tessel/interpreter.hpp"
@@ -205,7 +206,7 @@ const char* qvsvGetTLStyleMessageIdentifier(const char* component, const char* m
   const bool both = a != 0 && b != 0;
   const std::size_t needed = a + b + (both ? 1 : 0) + 1;
   if (needed > capacity) {
-    void* grown = utRealloc(buffer, needed);
+    void* grown = qvsv::detail::TestedRealloc(qvsv::fault::kTLStyleIdentifier, buffer, needed);
     if (grown == nullptr) throw tessel::OutOfMemory();
     buffer = static_cast<char*>(grown);
     capacity = needed;

@@ -146,7 +146,7 @@ qvsvErrorCreationTime qvsvGetLastErrorCreationTime(qvsvDiagnosticImpl* const& di
 }
 
 void qvsvSetLastErrorCreationTime(qvsvDiagnosticImpl* const& diag, qvsvErrorCreationTime time) {
-  qvsvDiagnosticItem* item = itemOf(diag, 0);
+  qvsvDiagnosticItem* item = qvsv::detail::OwnFirstItem(diag);
   if (item != nullptr) item->creationTime = time;
 }
 
@@ -167,7 +167,7 @@ namespace qvsv {
 void SetMetaDataToLastDiagnostic(qvsvDiagnosticImpl*& diag, const std::u16string& key,
                                  const qvsvArgumentValue& value) {
   if (diag == nullptr || diag->isEmpty()) return;
-  diag->lastItem()->metadata.insert_or_assign(key, value);
+  qvsv::detail::OwnLastItem(diag)->metadata.insert_or_assign(key, value);
 }
 
 const qvsvArgumentValue* GetMetaDataFromLastDiagnostic(qvsvDiagnosticImpl* const& diag, const std::u16string& key) {

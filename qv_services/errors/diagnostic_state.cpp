@@ -2,9 +2,11 @@
 
 #include <cstring>
 #include <exception>
+#include <iterator>
 
 #include "qv_services/conversions.hpp"
 #include "qv_services/diagnostic_creation.hpp"
+#include "qv_services/feature/detail/tested_allocation.hpp"
 #include "tessel/ut.hpp"
 
 namespace qvsv::detail {
@@ -57,6 +59,25 @@ qvsvDiagnosticItem* OutOfMemoryItem() {
   return item;
 }
 
+qvsvDiagnosticItem* OwnItem(qvsvDiagnosticImpl::ItemList::iterator position) {
+  qvsvDiagnosticItem* item = *position;
+  if (!item->isShared) return item;
+  auto* copy = new qvsvDiagnosticItem;
+  *copy = *item;
+  *position = copy;
+  return copy;
+}
+
+qvsvDiagnosticItem* OwnFirstItem(qvsvDiagnosticImpl* diag) {
+  if (diag == nullptr || diag->isEmpty()) return nullptr;
+  return OwnItem(diag->items().begin());
+}
+
+qvsvDiagnosticItem* OwnLastItem(qvsvDiagnosticImpl* diag) {
+  if (diag == nullptr || diag->isEmpty()) return nullptr;
+  return OwnItem(std::prev(diag->items().end()));
+}
+
 txArray* MakeArgumentArray(const qvsvArgumentVector& arguments) {
   txArray* cell = txCreateCellMatrix(1, arguments.size());
   for (std::size_t i = 0; i < arguments.size(); ++i) {
@@ -78,7 +99,8 @@ txArray* MakeArgumentArray(const qvsvArgumentVector& arguments) {
 double* CopyHandles(const double* handles, int count, bool& ok) {
   ok = true;
   if (handles == nullptr || count <= 0) return nullptr;
-  auto* copy = static_cast<double*>(utMalloc(sizeof(double) * static_cast<std::size_t>(count)));
+  auto* copy = static_cast<double*>(
+      TestedMalloc(qvsv::fault::kHandleArray, sizeof(double) * static_cast<std::size_t>(count)));
   if (copy == nullptr) {
     ok = false;
     return nullptr;

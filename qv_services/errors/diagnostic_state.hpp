@@ -37,6 +37,14 @@ QueueState& Queue();
 qvsvDiagnosticItem* OverflowItem();
 qvsvDiagnosticItem* OutOfMemoryItem();
 
+// The diagnostic's item at position, or its first or last item (null when
+// empty), made the diagnostic's own first: a shared static item (overflow, out
+// of memory) is replaced in the list by a private copy, so that changing one
+// diagnostic never changes what every other diagnostic lists too.
+qvsvDiagnosticItem* OwnItem(qvsvDiagnosticImpl::ItemList::iterator position);
+qvsvDiagnosticItem* OwnFirstItem(qvsvDiagnosticImpl* diag);
+qvsvDiagnosticItem* OwnLastItem(qvsvDiagnosticImpl* diag);
+
 // Builds the persistent cell array that an item keeps of its arguments.
 txArray* MakeArgumentArray(const qvsvArgumentVector& arguments);
 // Copies count handles into a utMalloc'd array; null when count <= 0, handles

@@ -82,7 +82,7 @@ void qvsvConcatenateDiagnostics(qvsvDiagnosticImpl*& dest, qvsvDiagnosticImpl*&&
 
 void qvsvReplaceLastDiagnostic(qvsvDiagnosticImpl* target, qvsvDiagnosticImpl*& replacement) {
   if (target != nullptr && replacement != nullptr && !target->isEmpty() && !replacement->isEmpty()) {
-    *target->lastItem() = *replacement->lastItem();
+    *qvsv::detail::OwnLastItem(target) = *replacement->lastItem();
   }
   qvsvDiscardDiagnostic(replacement);
 }
@@ -105,7 +105,7 @@ void rerender(qvsvDiagnosticItem* item, const std::function<std::u16string(const
 
 void qvsvReplaceLastDiagnosticArguments(qvsvDiagnosticImpl*& queue, const qvsvArgumentVector& arguments) {
   if (queue == nullptr || queue->isEmpty()) return;
-  qvsvDiagnosticItem* item = queue->lastItem();
+  qvsvDiagnosticItem* item = qvsv::detail::OwnLastItem(queue);
   txArray* array = qvsv::detail::MakeArgumentArray(arguments);
   txDestroyArray(item->arguments);
   item->arguments = array;
@@ -117,7 +117,7 @@ void qvsvReplaceLastDiagnosticArguments(qvsvDiagnosticImpl*& queue, const qvsvAr
 void qvsvReplaceLastDiagnosticStringArguments(qvsvDiagnosticImpl*& queue,
                                               const std::map<std::u16string, std::u16string>& arguments) {
   if (queue == nullptr || queue->isEmpty()) return;
-  qvsvDiagnosticItem* item = queue->lastItem();
+  qvsvDiagnosticItem* item = qvsv::detail::OwnLastItem(queue);
   qvsvArgumentVector values;
   values.reserve(arguments.size());
   for (const auto& [name, value] : arguments) values.emplace_back(value);
@@ -192,7 +192,7 @@ void qvsvProcessErrorFcn(qvsvDiagnosticImpl*& queue, qvsvCandidateFunction fn) {
 
 void qvsvSetHandlesInErrorQueueLastDiagnostic(const double* handles, int count, qvsvDiagnosticImpl*& queue) {
   if (queue == nullptr || queue->isEmpty() || handles == nullptr || count <= 0) return;
-  qvsv::detail::SetItemHandles(queue->lastItem(), handles, count);
+  qvsv::detail::SetItemHandles(qvsv::detail::OwnLastItem(queue), handles, count);
 }
 
 void qvsvSetHandlesInErrorQueueLastDiagnostic(qvsvObjectIterator first, qvsvObjectIterator last,
@@ -203,7 +203,7 @@ void qvsvSetHandlesInErrorQueueLastDiagnostic(qvsvObjectIterator first, qvsvObje
     if (*it != nullptr) objects.push_back(*it);
   }
   if (queue == nullptr || queue->isEmpty()) return;
-  qvsvDiagnosticItem* item = queue->lastItem();
+  qvsvDiagnosticItem* item = qvsv::detail::OwnLastItem(queue);
   item->handleConverter = converter;
   item->handleCallback = callback;
   item->handlesPending = true;

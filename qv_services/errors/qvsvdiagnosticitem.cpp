@@ -59,9 +59,14 @@ qvsvDiagnosticItem& qvsvDiagnosticItem::operator=(const qvsvDiagnosticItem& othe
   txDestroyArray(arguments);
   arguments = newArguments;
 
-  handlesPending = other.handlesPending;
   bool handlesCopied = true;
   double* newHandles = qvsv::detail::CopyHandles(other.handles, other.numHandles, handlesCopied);
+  if (!handlesCopied) {
+    // A copy without its handles would point at the wrong objects: record the
+    // shortage instead. The out-of-memory item has no handles, so this ends.
+    return *this = *qvsv::detail::OutOfMemoryItem();
+  }
+  handlesPending = other.handlesPending;
   const int newCount = newHandles == nullptr ? 0 : other.numHandles;
   utFree(handles);
   handles = newHandles;
