@@ -71,6 +71,10 @@ extern QVSV_API TracerFactory gTracerFactory;
 // Stops the record (folding its span into the statistics) and deletes it.
 QVSV_API void FinishTracerRecord(QvTracerRecord* record) noexcept;
 
+// Folds a span of the given length into a name's statistics as a stop does,
+// so that tests can check the arithmetic with lengths of their choosing.
+QVSV_API void RecordTracerSpanForTesting(const char* name, std::int32_t elapsed);
+
 }  // namespace qvsv::detail
 
 class QvTracer {

@@ -65,6 +65,12 @@ void addMeasurement(QvTracerStats& stats, std::int32_t elapsed, std::int32_t lea
   stats.leakCount += 1;
 }
 
+void recordSpan(const char* name, std::int32_t elapsed, std::int32_t leak) {
+  QvTracerStats& stats = statistics()[nameOf(name)];
+  stats.active = false;
+  addMeasurement(stats, elapsed, leak);
+}
+
 }  // namespace
 
 namespace qvsv::detail {
@@ -77,15 +83,15 @@ void FinishTracerRecord(QvTracerRecord* record) noexcept {
     record->stopped = true;
     record->leak = -record->leak;
     try {
-      QvTracerStats& stats = statistics()[nameOf(record->name)];
-      stats.active = false;
-      addMeasurement(stats, record->elapsed, record->leak);
+      recordSpan(record->name, record->elapsed, record->leak);
     } catch (const std::bad_alloc&) {
       // The entry was cleared meanwhile and cannot be made again: the span is lost.
     }
   }
   delete record;
 }
+
+void RecordTracerSpanForTesting(const char* name, std::int32_t elapsed) { recordSpan(name, elapsed, 0); }
 
 }  // namespace qvsv::detail
 

@@ -1,0 +1,311 @@
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+#include <cstring>
+#include <string>
+#include <vector>
+
+#include "qv_services/conversions.hpp"
+#include "qv_services/except.hpp"
+#include "qv_services/fault_injection.hpp"
+#include "tessel/console.hpp"
+#include "tessel/interpreter.hpp"
+#include "tessel/ut.hpp"
+#include "tests/errors/diagnostics_fixture.hpp"
+
+namespace {
+
+using qvsv::ScopedExceptionTesting;
+
+constexpr const char* kInjectedId = "QV_SERVICES:utils:InjectedException";
+
+// An allocator that counts its calls, so a test sees whether a wrapper used it.
+int& allocatorCalls() {
+  static int calls = 0;
+  return calls;
+}
+void* countingMalloc(std::size_t size) {
+  ++allocatorCalls();
+  return utMalloc(size);
+}
+
+class FaultInjection : public qvsv::test::DiagnosticsTest {
+ protected:
+  static QVSV_ExceptionTester* tester(const char* name = "t") {
+    qvsvCreateExceptionTesterByName(name);
+    return qvsvGetExceptionTesterByName(name);
+  }
+  // 1-based numbers of the calls, out of `calls`, that the tester fails.
+  static std::vector<int> failingCalls(QVSV_ExceptionTester* t, int calls) {
+    std::vector<int> failing;
+    for (int i = 1; i <= calls; ++i) {
+      if (t->handleTester("Alloc", "f.cpp", "fn", 1)) failing.push_back(i);
+    }
+    return failing;
+  }
+};
+
+TEST_F(FaultInjection, FreshTesterNeverFiresAndCountsNothing) {
+  ScopedExceptionTesting failing(1);
+  QVSV_ExceptionTester* t = tester();
+  EXPECT_EQ(t->getIterationToSkip(), QVSV_ExceptionTester::kNeverFire);
+  EXPECT_FALSE(t->isEnabled());
+  EXPECT_TRUE(failingCalls(t, 100).empty());
+  EXPECT_EQ(t->getCounter(), 0);
+}
+
+struct Pattern {
+  int skip;
+  std::vector<int> failing;  // of the first 10 calls
+};
+
+class FiringPattern : public FaultInjection, public ::testing::WithParamInterface<Pattern> {};
+
+TEST_P(FiringPattern, EveryCallAfterSkipPassingCallsFails) {
+  ScopedExceptionTesting failing(1);
+  QVSV_ExceptionTester* t = tester();
+  t->setIterationToSkip(GetParam().skip);
+  EXPECT_TRUE(t->isEnabled());
+  EXPECT_EQ(failingCalls(t, 10), GetParam().failing);
+}
+
+INSTANTIATE_TEST_SUITE_P(FaultInjection, FiringPattern,
+                         ::testing::Values(Pattern{0, {1, 2, 3, 4, 5, 6, 7, 8, 9, 10}}, Pattern{2, {3, 6, 9}},
+                                           Pattern{4, {5, 10}}, Pattern{10, {}}));
+
+TEST_F(FaultInjection, NegativeSkipChangesNothing) {
+  ScopedExceptionTesting failing(1);
+  QVSV_ExceptionTester* fresh = tester("fresh");
+  fresh->setIterationToSkip(-1);
+  EXPECT_FALSE(fresh->isEnabled());
+  EXPECT_EQ(fresh->getIterationToSkip(), QVSV_ExceptionTester::kNeverFire);
+
+  QVSV_ExceptionTester* set = tester("set");
+  set->setIterationToSkip(2);
+  set->setEnabled(false);
+  set->setIterationToSkip(-5);
+  EXPECT_FALSE(set->isEnabled()) << "a negative skip must not enable";
+  EXPECT_EQ(set->getIterationToSkip(), 2);
+}
+
+TEST_F(FaultInjection, ResetsRestartTheCountOrDisable) {
+  ScopedExceptionTesting failing(1);
+  QVSV_ExceptionTester* t = tester();
+  t->setIterationToSkip(2);
+  failingCalls(t, 2);
+  t->resetIterationToThrow();
+  EXPECT_EQ(failingCalls(t, 3), std::vector<int>{3}) << "counting starts again from 0";
+  t->resetIterationToSkip();
+  EXPECT_FALSE(t->isEnabled());
+  EXPECT_EQ(t->getIterationToSkip(), QVSV_ExceptionTester::kNeverFire);
+  EXPECT_TRUE(failingCalls(t, 10).empty());
+}
+
+TEST_F(FaultInjection, CopiesCarryAllFields) {
+  QVSV_ExceptionTester a("a");
+  a.setIterationToSkip(0);
+  QVSV_ExceptionTester b(a);
+  QVSV_ExceptionTester c("c");
+  c = a;
+  for (const QVSV_ExceptionTester* t : {&b, &c}) {
+    EXPECT_EQ(t->name(), "a");
+    EXPECT_EQ(t->getIterationToSkip(), 0);
+    EXPECT_TRUE(t->isEnabled());
+  }
+}
+
+TEST_F(FaultInjection, ReportModePrintsKindAfterZeroAndTheLocationAndSucceeds) {
+  ScopedExceptionTesting reporting(0);
+  tester("r")->setIterationToSkip(1);
+  tessel::ConsoleCapture console;
+  void* a = qvsvMalloc_DEBUG_DONT_USE_IT(utMalloc, 8, "r", "a.cpp", "fa", 10);
+  EXPECT_EQ(console.text(), "") << "the first call passes";
+  void* b = qvsvMalloc_DEBUG_DONT_USE_IT(utMalloc, 8, "r", "a.cpp", "fa", 11);
+  void* c = qvsvCalloc_DEBUG_DONT_USE_IT(utCalloc, 2, 4, "r", nullptr, nullptr, 12);
+  void* d = qvsvCalloc_DEBUG_DONT_USE_IT(utCalloc, 2, 4, "r", nullptr, nullptr, 13);
+  d = qvsvRealloc_DEBUG_DONT_USE_IT(utRealloc, d, 64, "r", "b.cpp", "fb", -1);
+  d = qvsvRealloc_DEBUG_DONT_USE_IT(utRealloc, d, 128, "r", "b.cpp", "fb", 14);
+  EXPECT_EQ(console.text(),
+            "Alloc after 0. File: a.cpp; function: fa; line: 11\n"
+            "Calloc after 0. File: <unknown file>; function: <unknown function>; line: 13\n"
+            "Realloc after 0. File: b.cpp; function: fb; line: 14\n");
+  for (void* block : {a, b, c, d}) EXPECT_NE(block, nullptr);
+  for (void* block : {a, b, c, d}) utFree(block);
+}
+
+TEST_F(FaultInjection, OtherModesLetAFiringTesterPassSilently) {
+  ScopedExceptionTesting other(7);
+  QVSV_ExceptionTester* t = tester();
+  t->setIterationToSkip(0);
+  tessel::ConsoleCapture console;
+  EXPECT_TRUE(failingCalls(t, 3).empty());
+  EXPECT_EQ(console.text(), "");
+  EXPECT_EQ(t->getCounter(), 0) << "it fired, so the count was reset";
+}
+
+TEST_F(FaultInjection, FailModeReturnsNullWithoutCallingTheAllocator) {
+  ScopedExceptionTesting failing(1);
+  tester("m")->setIterationToSkip(1);
+  allocatorCalls() = 0;
+  void* first = qvsvMalloc_DEBUG_DONT_USE_IT(countingMalloc, 16, "m", __FILE__, __func__, __LINE__);
+  void* second = qvsvMalloc_DEBUG_DONT_USE_IT(countingMalloc, 16, "m", __FILE__, __func__, __LINE__);
+  EXPECT_NE(first, nullptr);
+  EXPECT_EQ(second, nullptr);
+  EXPECT_EQ(allocatorCalls(), 1);
+  utFree(first);
+}
+
+TEST_F(FaultInjection, FailedReallocationLeavesTheBlockAsItWas) {
+  ScopedExceptionTesting failing(1);
+  tester("re")->setIterationToSkip(0);
+  char* block = static_cast<char*>(utMalloc(6));
+  std::memcpy(block, "hello", 6);
+  EXPECT_EQ(qvsvRealloc_DEBUG_DONT_USE_IT(utRealloc, block, 1 << 20, "re", nullptr, nullptr, 0), nullptr);
+  EXPECT_STREQ(block, "hello");
+  utFree(block);
+}
+
+TEST_F(FaultInjection, WrappersCreateTheirTesterLazilyOnlyWhileAvailable) {
+  {
+    ScopedExceptionTesting unavailable(-1);
+    EXPECT_FALSE(QVSV_ExceptionTester::isXTesterAvailable());
+    allocatorCalls() = 0;
+    utFree(qvsvMalloc_DEBUG_DONT_USE_IT(countingMalloc, 4, "lazy", nullptr, nullptr, 0));
+    EXPECT_EQ(allocatorCalls(), 1);
+    EXPECT_EQ(qvsvGetExceptionTesterByName("lazy"), nullptr) << "mode -1 creates no testers";
+  }
+  {
+    ScopedExceptionTesting reporting(0);
+    EXPECT_TRUE(QVSV_ExceptionTester::isXTesterAvailable());
+    utFree(qvsvMalloc_DEBUG_DONT_USE_IT(utMalloc, 4, "lazy", nullptr, nullptr, 0));
+    ASSERT_NE(qvsvGetExceptionTesterByName("lazy"), nullptr);
+    EXPECT_FALSE(qvsvGetExceptionTesterByName("lazy")->isEnabled());
+  }
+}
+
+TEST_F(FaultInjection, BadInputNeitherCrashesNorCreates) {
+  qvsvCreateExceptionTesterByName("noRegistry");
+  EXPECT_EQ(qvsvGetExceptionTesterByName("noRegistry"), nullptr) << "no registry outside a scope";
+  ScopedExceptionTesting failing(1);
+  qvsvCreateExceptionTesterByName(nullptr);
+  EXPECT_EQ(qvsvGetExceptionTesterByName(nullptr), nullptr);
+  void* untested = qvsvMalloc_DEBUG_DONT_USE_IT(utMalloc, 4, nullptr, nullptr, nullptr, 0);
+  EXPECT_NE(untested, nullptr);
+  utFree(untested);
+  EXPECT_EQ(qvsvMalloc_DEBUG_DONT_USE_IT(nullptr, 4, "x", nullptr, nullptr, 0), nullptr);
+  EXPECT_EQ(qvsvCalloc_DEBUG_DONT_USE_IT(nullptr, 1, 4, "x", nullptr, nullptr, 0), nullptr);
+  EXPECT_EQ(qvsvRealloc_DEBUG_DONT_USE_IT(nullptr, nullptr, 4, "x", nullptr, nullptr, 0), nullptr);
+}
+
+TEST_F(FaultInjection, NestedScopesShareTheOutermostRegistryAndRestoreTheMode) {
+  EXPECT_EQ(QVSV_ExceptionTester::staticTesterMode, -1);
+  {
+    ScopedExceptionTesting outer(1);
+    tester("kept")->setIterationToSkip(3);
+    {
+      ScopedExceptionTesting inner(0);
+      EXPECT_EQ(QVSV_ExceptionTester::staticTesterMode, 0);
+      EXPECT_EQ(qvsvGetExceptionTesterByName("kept")->getIterationToSkip(), 3);
+    }
+    EXPECT_EQ(QVSV_ExceptionTester::staticTesterMode, 1);
+    ASSERT_NE(qvsvGetExceptionTesterByName("kept"), nullptr) << "the inner scope does not own the registry";
+  }
+  EXPECT_EQ(QVSV_ExceptionTester::staticTesterMode, -1);
+  EXPECT_EQ(qvsvGetExceptionTesterByName("kept"), nullptr);
+}
+
+// reportException: the counterpart for paths that raise diagnostics.
+class ReportException : public FaultInjection {
+ protected:
+  static void report(QVSV_ExceptionTester* t, qvsvDiagnosticImpl*& diag, int line = 7) {
+    t->reportException("x.cpp", "g", line, diag);
+  }
+};
+
+TEST_F(ReportException, FailModeThrowsTheInjectedDiagnosticAfterSkipPassingCalls) {
+  ScopedExceptionTesting failing(1);
+  QVSV_ExceptionTester* t = tester();
+  t->setIterationToSkip(2);
+  for (int i = 0; i < 2; ++i) {
+    qvsvDiagnosticImpl* given = make("Given:one");
+    EXPECT_NO_THROW(report(t, given));
+    EXPECT_EQ(given, nullptr) << "a call that does not throw consumes the diagnostic";
+  }
+  qvsvDiagnosticImpl* none = nullptr;
+  try {
+    report(t, none);
+    FAIL() << "the third call must throw";
+  } catch (qvsv::except::DiagnosticException& e) {
+    qvsvDiagnosticImpl* thrown = e.takeDiagnostic();
+    EXPECT_EQ(ids(thrown), std::vector<std::string>{kInjectedId});
+    EXPECT_EQ(std::u16string(qvsvGetMessageFromDiagnosticItem(thrown, 0)),
+              u"Exception was thrown after 3. File: x.cpp; function: g; line: 7");
+    qvsvDiscardDiagnostic(thrown);
+  }
+  EXPECT_EQ(t->getCounter(), 0);
+}
+
+TEST_F(ReportException, InjectedDiagnosticBecomesACauseOfTheGivenOnesLastItem) {
+  ScopedExceptionTesting failing(1);
+  QVSV_ExceptionTester* t = tester();
+  t->setIterationToSkip(0);
+  qvsvDiagnosticImpl* given = queueOf(2, "Given");
+  try {
+    report(t, given);
+    FAIL() << "must throw";
+  } catch (qvsv::except::DiagnosticException& e) {
+    qvsvDiagnosticImpl* thrown = e.takeDiagnostic();
+    EXPECT_EQ(ids(thrown), (std::vector<std::string>{"Given:0", "Given:1"}));
+    EXPECT_EQ(ids(qvsvGetCauseFromDiagnosticItem(thrown, 1)), std::vector<std::string>{kInjectedId});
+    qvsvDiscardDiagnostic(thrown);
+  }
+  EXPECT_EQ(given, nullptr);
+}
+
+TEST_F(ReportException, StaticLastItemTakesNoCauseAndNothingLeaks) {
+  ScopedExceptionTesting failing(1);
+  QVSV_ExceptionTester* t = tester();
+  t->setIterationToSkip(0);
+  qvsvDiagnosticImpl* given = qvsvCreateMemoryAllocationDiagnostic();
+  try {
+    report(t, given);
+    FAIL() << "must throw";
+  } catch (qvsv::except::DiagnosticException& e) {
+    EXPECT_EQ(e.identifier(), "QV_SERVICES:utils:MemoryAllocationError");
+    EXPECT_EQ(qvsvGetCauseFromDiagnosticItem(e.diagnostic(), 0), nullptr);
+  }
+}
+
+TEST_F(ReportException, ReportModePrintsTheLastMessageWithTheInterruptFlagAndConsumes) {
+  ScopedExceptionTesting reporting(0);
+  QVSV_ExceptionTester* t = tester();
+  t->setIterationToSkip(0);
+  tessel::ConsoleCapture console;
+  qvsvDiagnosticImpl* given = make("Given:one", u"given message");
+  report(t, given);
+  EXPECT_EQ(given, nullptr);
+  tessel::SetInterruptEnabled(false);
+  qvsvDiagnosticImpl* none = nullptr;
+  report(t, none, 9);
+  tessel::SetInterruptEnabled(true);
+  EXPECT_EQ(none, nullptr);
+  EXPECT_EQ(console.text(),
+            "given message (interruption enabled: 1)\n"
+            "Exception was thrown after 1. File: x.cpp; function: g; line: 9 (interruption enabled: 0)\n");
+}
+
+TEST_F(ReportException, UnavailableOrDisabledTesterOnlyConsumes) {
+  QVSV_ExceptionTester loose("loose");
+  loose.setIterationToSkip(0);
+  qvsvDiagnosticImpl* given = make("Given:one");
+  EXPECT_NO_THROW(report(&loose, given)) << "mode -1";
+  EXPECT_EQ(given, nullptr);
+  EXPECT_EQ(loose.getCounter(), 0) << "nothing is counted while testers are unavailable";
+
+  ScopedExceptionTesting failing(1);
+  qvsvDiagnosticImpl* again = make("Given:two");
+  EXPECT_NO_THROW(report(tester("disabled"), again));
+  EXPECT_EQ(again, nullptr);
+}
+
+}  // namespace

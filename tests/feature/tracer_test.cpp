@@ -1,0 +1,226 @@
+#include <gtest/gtest.h>
+
+#include <climits>
+#include <string>
+
+#include "qv_services/module.hpp"
+#include "qv_services/tracer.hpp"
+#include "tessel/console.hpp"
+#include "tessel/interpreter.hpp"
+#include "tessel/module.hpp"
+
+namespace {
+
+using qvsv::detail::RecordTracerSpanForTesting;
+
+// Work the optimiser cannot remove, so that a traced span is never empty.
+void spin() {
+  volatile int sink = 0;
+  for (int i = 0; i < 20000; ++i) sink = sink + i;
+}
+
+class Tracer : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    QvTracerSetOff();
+    QvTracerClearStat();
+  }
+  void TearDown() override {
+    QvTracerSetOff();
+    QvTracerClearStat();
+  }
+  static QvTracerStats stat(const std::string& name) {
+    const QvTracerStatMap stats = QvTracerGetStat();
+    const auto it = stats.find(name);
+    return it == stats.end() ? QvTracerStats{} : it->second;
+  }
+  static bool has(const std::string& name) { return QvTracerGetStat().count(name) == 1; }
+  static std::string printed() {
+    tessel::ConsoleCapture capture;
+    QvTracerPrintStat();
+    return capture.take();
+  }
+};
+
+TEST_F(Tracer, MadeWhileOffRecordsNothingEvenIfSwitchedOnBeforeItDies) {
+  {
+    QvTracer tracer("madeOff");
+    QvTracerSetOn();
+    spin();
+  }
+  EXPECT_FALSE(has("madeOff"));
+  EXPECT_TRUE(QvTracerIsOn());
+}
+
+TEST_F(Tracer, MadeWhileOnRecordsEvenIfSwitchedOffBeforeItDies) {
+  QvTracerSetOn();
+  {
+    QvTracer tracer("madeOn");
+    QvTracerSetOff();
+    spin();
+  }
+  const QvTracerStats s = stat("madeOn");
+  EXPECT_EQ(s.calls, 1u);
+  EXPECT_GT(s.last, 0);
+  EXPECT_EQ(s.totalTime, s.last);
+  EXPECT_EQ(s.leakCount, 1u);
+  EXPECT_FALSE(s.active);
+}
+
+TEST_F(Tracer, NestedTracersOfOneNameGiveOneCallTimedByTheOuterSpan) {
+  QvTracerSetOn();
+  {
+    QvTracer outer("nested");
+    {
+      QvTracer inner("nested");
+      QvTracer other("other");
+      spin();
+    }
+    // The inner one ended without ending the outer measurement.
+    EXPECT_EQ(stat("nested").calls, 0u);
+    EXPECT_TRUE(stat("nested").active);
+    EXPECT_EQ(stat("other").calls, 1u);
+    spin();
+  }
+  const QvTracerStats nested = stat("nested");
+  EXPECT_EQ(nested.calls, 1u);
+  EXPECT_FALSE(nested.active);
+  EXPECT_GT(nested.last, stat("other").last) << "the outer span encloses the inner work";
+}
+
+TEST_F(Tracer, ClearWhileMeasuringRecreatesTheEntryWithOneCall) {
+  RecordTracerSpanForTesting("cleared", 500);
+  RecordTracerSpanForTesting("cleared", 700);
+  QvTracerSetOn();
+  {
+    QvTracer tracer("cleared");
+    QvTracerClearStat();
+    EXPECT_FALSE(has("cleared"));
+  }
+  EXPECT_EQ(stat("cleared").calls, 1u);
+}
+
+TEST_F(Tracer, RunningVarianceOfKnownSpans) {
+  RecordTracerSpanForTesting("v", 10);
+  EXPECT_EQ(stat("v").variance, 0.0) << "one measurement has no spread";
+  RecordTracerSpanForTesting("v", 20);
+  EXPECT_DOUBLE_EQ(stat("v").variance, 25.0);  // mean 15: 0/2 + 5^2/1
+  RecordTracerSpanForTesting("v", 30);
+  EXPECT_DOUBLE_EQ(stat("v").variance, 2.0 / 3.0 * 25.0 + 100.0 / 2.0);  // mean 20
+  const QvTracerStats s = stat("v");
+  EXPECT_EQ(s.totalTime, 60);
+  EXPECT_EQ(s.calls, 3u);
+  EXPECT_EQ(s.last, 30);
+  EXPECT_EQ(s.leak, 0);
+  EXPECT_EQ(s.leakCount, 3u);
+}
+
+TEST_F(Tracer, TotalTimeWrapsAt32Bits) {
+  RecordTracerSpanForTesting("wrap", INT_MAX);
+  RecordTracerSpanForTesting("wrap", 1);
+  EXPECT_EQ(stat("wrap").totalTime, INT_MIN);
+}
+
+TEST_F(Tracer, PrintedReportHasTheLabelsAndSecondsPerName) {
+  RecordTracerSpanForTesting("b", 1000000);
+  RecordTracerSpanForTesting("b", 3000000);
+  RecordTracerSpanForTesting("a", 2500);
+  EXPECT_EQ(printed(),
+            "--- Profiling Statistics ---\n"
+            "==>  a\n"
+            "     calls: 1\n"
+            "total time: 2.5e-06\n"
+            " time/call: 2.5e-06\n"
+            "    stdDev: 0\n"
+            "      leak: 0\n"
+            " leak/call: 0\n"
+            "==>  b\n"
+            "     calls: 2\n"
+            "total time: 0.004\n"
+            " time/call: 0.002\n"
+            "    stdDev: 0.001\n"
+            "      leak: 0\n"
+            " leak/call: 0\n"
+            "--- End of Profiling Statistics ---\n"
+            "\n");
+}
+
+TEST_F(Tracer, NameStillMeasuringPrintsZeroPerCall) {
+  QvTracerSetOn();
+  QvTracer open("open");
+  const std::string text = printed();
+  EXPECT_NE(text.find("==>  open\n     calls: 0\ntotal time: 0\n time/call: 0\n"), std::string::npos) << text;
+  EXPECT_NE(text.find(" leak/call: 0\n"), std::string::npos) << text;
+}
+
+TEST_F(Tracer, EmptyReportHasOnlyTheFrame) {
+  EXPECT_EQ(printed(), "--- Profiling Statistics ---\n--- End of Profiling Statistics ---\n\n");
+}
+
+TEST_F(Tracer, JsonHasOneObjectPerNameInNameOrder) {
+  QvTracerStatMap stats;
+  stats["z"] = QvTracerStats{30, 2, 25.0, 20, 0, 2, false};
+  stats["a\"\\\n\x01\xff"] = QvTracerStats{};
+  EXPECT_EQ(QvTracerStatToJson(stats),
+            "[\n"
+            "  {\"name\":\"a\\\"\\\\\\n\\u0001\xEF\xBF\xBD\",\"calls\":0,\"total_ns\":0,\"mean_ns\":0,\"stddev_ns\":0},\n"
+            "  {\"name\":\"z\",\"calls\":2,\"total_ns\":30,\"mean_ns\":15,\"stddev_ns\":5}\n"
+            "]");
+  EXPECT_EQ(QvTracerStatToJson({}), "[]");
+}
+
+TEST_F(Tracer, JsonOfTheLiveStatisticsMatchesTheMap) {
+  RecordTracerSpanForTesting("live", 1);
+  RecordTracerSpanForTesting("live", 2);
+  EXPECT_EQ(QvTracerGetStatJson(), QvTracerStatToJson(QvTracerGetStat()));
+  EXPECT_NE(QvTracerGetStatJson().find("\"mean_ns\":1.5,"), std::string::npos);
+}
+
+class TracerHostEntry : public Tracer {
+ protected:
+  tessel::ScopedModule module_{TLInitialize_qv_services, TLTerminate_qv_services, QueryTLFcnTable_qv_services};
+
+  static txArray* fetch() {
+    txArray* out[1] = {nullptr};
+    tessel::feval("QvTracerGetStat", 1, out, 0, nullptr);
+    return out[0];
+  }
+};
+
+TEST_F(TracerHostEntry, StructArrayHasFourFieldsAndWholeMilliseconds) {
+  RecordTracerSpanForTesting("slow", 2999999);
+  RecordTracerSpanForTesting("slow", 1);
+  RecordTracerSpanForTesting("fast", 999999);
+  RecordTracerSpanForTesting("wrapped", INT_MIN);  // -2147.48 ms, truncated toward zero
+  txArray* report = fetch();
+  ASSERT_TRUE(txIsStruct(report));
+  EXPECT_EQ(txGetM(report), 1u);
+  ASSERT_EQ(txGetN(report), 3u);
+  ASSERT_EQ(txGetNumberOfFields(report), 4);
+  const char* fields[] = {"name", "calls", "time", "leak"};
+  for (int f = 0; f < 4; ++f) EXPECT_STREQ(txGetFieldNameByNumber(report, f), fields[f]);
+  struct Row {
+    const char* name;
+    double calls;
+    double time;
+  };
+  const Row rows[] = {{"fast", 1, 0}, {"slow", 2, 3}, {"wrapped", 1, -2147}};
+  for (txIndex i = 0; i < 3; ++i) {
+    SCOPED_TRACE(rows[i].name);
+    EXPECT_EQ(txGetStringUTF8(txGetField(report, i, "name")), rows[i].name);
+    EXPECT_EQ(txGetScalar(txGetField(report, i, "calls")), rows[i].calls);
+    EXPECT_EQ(txGetScalar(txGetField(report, i, "time")), rows[i].time);
+    EXPECT_EQ(txGetScalar(txGetField(report, i, "leak")), 0.0);
+  }
+  txDestroyArray(report);
+}
+
+TEST_F(TracerHostEntry, NoStatisticsGiveAnEmptyRowWithTheFields) {
+  txArray* report = fetch();
+  EXPECT_EQ(txGetM(report), 1u);
+  EXPECT_EQ(txGetN(report), 0u);
+  EXPECT_EQ(txGetNumberOfFields(report), 4);
+  txDestroyArray(report);
+}
+
+}  // namespace
