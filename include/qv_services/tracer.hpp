@@ -29,6 +29,7 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <map>
 #include <string>
 
@@ -48,8 +49,9 @@ struct QvTracerStats {
   bool active = false;          // a tracer of this name is measuring
 };
 
-// Ordered by name: reports list names in byte order.
-using QvTracerStatMap = std::map<std::string, QvTracerStats>;
+// Ordered by name: reports list names in byte order. The transparent
+// comparison lets a tracer find its entry without building a string.
+using QvTracerStatMap = std::map<std::string, QvTracerStats, std::less<>>;
 
 // The timing record of one live tracer while tracing is on.
 struct QvTracerRecord {

@@ -5,6 +5,7 @@
 #include <cmath>
 #include <new>
 #include <sstream>
+#include <string_view>
 
 #include "tessel/ut.hpp"
 
@@ -16,7 +17,14 @@ QvTracerStatMap& statistics() {
   return stats;
 }
 
-const char* nameOf(const char* name) { return name == nullptr ? "" : name; }
+// The entry of a name, made on first lookup.
+QvTracerStats& statsOf(const char* name) {
+  const std::string_view key = name == nullptr ? std::string_view() : std::string_view(name);
+  QvTracerStatMap& stats = statistics();
+  const auto it = stats.find(key);
+  if (it != stats.end()) return it->second;
+  return stats.emplace(std::string(key), QvTracerStats{}).first->second;
+}
 
 // The low 32 bits of the steady clock's nanosecond count: spans are measured
 // in 32-bit arithmetic and wrap at 2^31 ns.
@@ -32,7 +40,7 @@ QvTracerRecord* onFactory(const char* name) noexcept {
   try {
     auto* record = new QvTracerRecord;
     record->name = name;
-    QvTracerStats& stats = statistics()[nameOf(name)];
+    QvTracerStats& stats = statsOf(name);
     // A name already being measured leaves this record stopped, so only the
     // outermost span of a name counts.
     if (!stats.active) {
@@ -66,7 +74,7 @@ void addMeasurement(QvTracerStats& stats, std::int32_t elapsed, std::int32_t lea
 }
 
 void recordSpan(const char* name, std::int32_t elapsed, std::int32_t leak) {
-  QvTracerStats& stats = statistics()[nameOf(name)];
+  QvTracerStats& stats = statsOf(name);
   stats.active = false;
   addMeasurement(stats, elapsed, leak);
 }
