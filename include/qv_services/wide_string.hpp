@@ -55,7 +55,7 @@ QVSV_API int qvsvStrncmpiWS(const char16_t* a, const char16_t* b, unsigned n);
 // Collation for the host's global locale at primary strength: case and
 // accents are ignored. Returns -1, 0 or 1. The collator is made once per
 // process, for the global locale of that moment; without one (ICU could not
-// make it) everything compares equal.
+// make it) everything compares equal. Safe to call from several threads.
 QVSV_API int qvsvStrcmp_Collation(const char16_t* a, const char16_t* b);
 // Test-only: drops the collator and makes a new one for the current global
 // locale. Main thread only, with no comparison running.
@@ -120,6 +120,8 @@ QVSV_API int qvsvVSscanf(const char16_t* s, const char* format, va_list args);
 // the text between "['" and "']", apostrophes doubled, and each line feed,
 // vertical tab, form feed, carriage return and double quote written as a
 // char(N) call: u"say \"hi\"\n" gives u"['say ' char(34) 'hi' char(34) '' char(10) '']".
+// Safe to call from several threads (they share one compiled pattern, under
+// a lock).
 QVSV_API std::u16string qvsvMAT2str(const std::u16string& text);
 
 // --- Splitting at a delimiter that may be escaped. out is replaced by the
@@ -146,6 +148,7 @@ QVSV_API std::u16string ConcatenateStringsWithSpace(const std::u16string& a, con
 // The UTF-8 form of s (ill-formed units become U+FFFD), cached for the life of
 // the process: the same text always gives the same pointer, valid until exit.
 // Null for null. The cache only grows, so keep it for a bounded set of texts.
+// Safe to call from several threads.
 QVSV_API const char* qvsvGetTransitonalConstCharPtr(const char16_t* s);
 
 // --- Debugger aids: the UTF-8 form of a wide string in one static buffer,

@@ -1,5 +1,6 @@
 // Texts made for the host: the host-language literal of a text, and the
 // catalogue's joining of two texts.
+#include <mutex>
 #include <string>
 
 #include "qv_services/regexp.hpp"
@@ -10,11 +11,16 @@ namespace {
 
 // The characters that a quoted host-language text cannot hold as they are: the
 // line ends (line feed to carriage return) and the double quote, which become
-// char(N) calls, and the quote itself, which is doubled.
-const qvsv::regexp::matcher_handle& literalBreakers() {
-  static const qvsv::regexp::matcher_handle matcher = qvsv::regexp::createMatcher(u"[\\n-\\r\"']");
-  return matcher;
-}
+// char(N) calls, and the quote itself, which is doubled. One matcher serves
+// the process; matching changes its state, so it is used under a lock.
+struct LiteralBreakers {
+  static LiteralBreakers& instance() {
+    static LiteralBreakers breakers;
+    return breakers;
+  }
+  std::mutex mutex;
+  const qvsv::regexp::matcher_handle matcher = qvsv::regexp::createMatcher(u"[\\n-\\r\"']");
+};
 
 std::u16string literalPiece(const std::u16string& match, bool&) {
   const char16_t c = match.front();
@@ -29,7 +35,9 @@ std::u16string literalPiece(const std::u16string& match, bool&) {
 }  // namespace
 
 std::u16string qvsvMAT2str(const std::u16string& text) {
-  return u"['" + qvsv::regexp::regexp_replace(literalBreakers(), text, literalPiece) + u"']";
+  LiteralBreakers& breakers = LiteralBreakers::instance();
+  const std::lock_guard<std::mutex> lock(breakers.mutex);
+  return u"['" + qvsv::regexp::regexp_replace(breakers.matcher, text, literalPiece) + u"']";
 }
 
 std::u16string ConcatenateStringsWithSpace(const std::u16string& a, const std::u16string& b) {

@@ -3,6 +3,7 @@
 #include <string>
 
 #include "tessel/interpreter.hpp"
+#include "tests/support/test_support.hpp"
 
 namespace {
 
@@ -11,8 +12,6 @@ struct Readable {
   std::u16string expression;
   std::u16string value;
 };
-
-void PrintTo(const Readable& tc, std::ostream* os) { *os << tc.name; }
 
 class StringExpressionReads : public ::testing::TestWithParam<Readable> {};
 
@@ -31,15 +30,13 @@ INSTANTIATE_TEST_SUITE_P(
                       Readable{"extreme_codes", u"[char(0) char(00065535)]", std::u16string(u"\0\uFFFF", 2)},
                       Readable{"quote_next_to_call", u"['''' char(39)]", u"''"},
                       Readable{"non_ascii_kept", u"['\u00E9\U0001F600']", u"\u00E9\U0001F600"}),
-    [](const auto& info) { return std::string(info.param.name); });
+    qvsv::test::RowName());
 
 struct Unreadable {
   const char* name;
   std::u16string expression;
   std::size_t position;
 };
-
-void PrintTo(const Unreadable& tc, std::ostream* os) { *os << tc.name; }
 
 class StringExpressionRejects : public ::testing::TestWithParam<Unreadable> {};
 
@@ -68,6 +65,6 @@ INSTANTIATE_TEST_SUITE_P(StringExpression, StringExpressionRejects,
                                            Unreadable{"blank_before_paren", u"[char (65)]", 2},
                                            Unreadable{"text_after_expression", u"'a' 'b'", 5},
                                            Unreadable{"nested_brackets", u"[['a']]", 2}),
-                         [](const auto& info) { return std::string(info.param.name); });
+                         qvsv::test::RowName());
 
 }  // namespace

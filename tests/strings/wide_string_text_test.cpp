@@ -23,8 +23,6 @@ struct SpacingRow {
   std::u16string collapsed;
 };
 
-void PrintTo(const SpacingRow& row, std::ostream* os) { *os << row.name; }
-
 class Spacing : public ::testing::TestWithParam<SpacingRow> {};
 
 TEST_P(Spacing, TrimAndCollapse) {
@@ -47,7 +45,7 @@ INSTANTIATE_TEST_SUITE_P(
                       SpacingRow{"no_whitespace", u"abc", u"abc", u"abc"},
                       SpacingRow{"zero_width_space_is_text", u"\u200Ba  ", u"\u200Ba", u"\u200Ba"},
                       SpacingRow{"single_character", u" x ", u"x", u"x"}),
-    [](const auto& info) { return std::string(info.param.name); });
+    qvsv::test::RowName());
 
 TEST(Spacing, NarrowCollapsingUsesTheCLocale) {
   EXPECT_EQ(qvsvRemoveExtraSpaces("  a \t b  "), "a b");
@@ -92,8 +90,6 @@ struct SplitRow {
   std::vector<std::string> pieces;
 };
 
-void PrintTo(const SplitRow& row, std::ostream* os) { *os << row.name; }
-
 class Split : public ::testing::TestWithParam<SplitRow> {};
 
 TEST_P(Split, NarrowAndWideCutAlike) {
@@ -125,7 +121,7 @@ INSTANTIATE_TEST_SUITE_P(
                       SplitRow{"other_escapes_stay", "a\\x,\\", '\\', {"a\\x", "\\"}},
                       SplitRow{"non_ascii_pieces", "\xC3\xA9,\xE2\x82\xAC", '\\', {"\xC3\xA9", "\xE2\x82\xAC"}},
                       SplitRow{"other_escape_character", "a#,b##,c", '#', {"a,b#", "c"}}),
-    [](const auto& info) { return std::string(info.param.name); });
+    qvsv::test::RowName());
 
 TEST(Split, NarrowDelimiterByteInsideACharacterDoesNotCut) {
   std::vector<std::string> out;
