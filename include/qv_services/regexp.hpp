@@ -14,7 +14,8 @@
 // Nothing here throws for a bad pattern or a failing match: a pattern that
 // does not compile gives a null handle, or a regex that never matches, and the
 // functions answer with the no-match result, false or an empty string.
-// Memory exhaustion propagates as std::bad_alloc.
+// Memory exhaustion in the library's own allocations propagates as
+// std::bad_alloc; ICU reports its own as a failure, answered as above.
 //
 // Not thread-safe per object: matching changes a regex's or a handle's state,
 // so a handle kept in a static must not be used by two threads at once.
