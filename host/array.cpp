@@ -348,14 +348,19 @@ int txGetFieldNumber(const txArray* s, std::string_view name) {
   return -1;
 }
 
-const txArray* txGetFieldByNumber(const txArray* s, txIndex index, int field) {
-  requireStruct("txGetFieldByNumber", s);
-  requireIndex("txGetFieldByNumber", index, txGetNumberOfElements(s));
+// The slot of element index's field, after checking all three.
+static txIndex fieldSlot(const char* function, const txArray* s, txIndex index, int field) {
+  requireStruct(function, s);
+  requireIndex(function, index, txGetNumberOfElements(s));
   if (field < 0 || static_cast<txIndex>(field) >= fieldCount(s)) {
-    throw std::out_of_range("txGetFieldByNumber: field number " + std::to_string(field) + " is out of range for " +
-                            std::to_string(fieldCount(s)) + " fields");
+    throw std::out_of_range(std::string(function) + ": field number " + std::to_string(field) +
+                            " is out of range for " + std::to_string(fieldCount(s)) + " fields");
   }
-  return s->data->slots[index * fieldCount(s) + static_cast<txIndex>(field)];
+  return index * fieldCount(s) + static_cast<txIndex>(field);
+}
+
+const txArray* txGetFieldByNumber(const txArray* s, txIndex index, int field) {
+  return s->data->slots[fieldSlot("txGetFieldByNumber", s, index, field)];
 }
 
 const txArray* txGetField(const txArray* s, txIndex index, std::string_view name) {
@@ -365,14 +370,9 @@ const txArray* txGetField(const txArray* s, txIndex index, std::string_view name
 }
 
 void txSetFieldByNumber(txArray* s, txIndex index, int field, txArray* value) {
-  requireStruct("txSetFieldByNumber", s);
-  requireIndex("txSetFieldByNumber", index, txGetNumberOfElements(s));
-  if (field < 0 || static_cast<txIndex>(field) >= fieldCount(s)) {
-    throw std::out_of_range("txSetFieldByNumber: field number " + std::to_string(field) + " is out of range for " +
-                            std::to_string(fieldCount(s)) + " fields");
-  }
+  const txIndex slot = fieldSlot("txSetFieldByNumber", s, index, field);
   if (value == s) throw std::invalid_argument("txSetFieldByNumber: a struct cannot contain itself");
-  storeSlot("txSetFieldByNumber", s, index * fieldCount(s) + static_cast<txIndex>(field), value);
+  storeSlot("txSetFieldByNumber", s, slot, value);
 }
 
 void txSetField(txArray* s, txIndex index, std::string_view name, txArray* value) {

@@ -55,6 +55,15 @@ void sortFirstColumn(int nlhs, txArray* plhs[], int nrhs, txArray* prhs[]) {
   plhs[0] = sorted;
 }
 
+// Column-major copy of the picked rows of a rows x cols matrix.
+template <typename T>
+void copyRows(const T* src, T* dst, txIndex rows, txIndex cols, const std::vector<txIndex>& picked) {
+  const txIndex count = picked.size();
+  for (txIndex c = 0; c < cols; ++c) {
+    for (txIndex k = 0; k < count; ++k) dst[c * count + k] = src[c * rows + picked[k]];
+  }
+}
+
 // @(x,i) x(i,:): the rows of x named by the 1-based indices in i.
 void selectRows(int nlhs, txArray* plhs[], int nrhs, txArray* prhs[]) {
   static const char* const kName = "@(x,i) x(i,:)";
@@ -86,27 +95,18 @@ void selectRows(int nlhs, txArray* plhs[], int nrhs, txArray* prhs[]) {
       }
       break;
     }
-    case txClassID::Double: {
+    case txClassID::Double:
       out = txCreateDoubleMatrix(count, cols);
-      double* dst = txGetPrForWrite(out);
-      for (txIndex c = 0; c < cols; ++c)
-        for (txIndex k = 0; k < count; ++k) dst[c * count + k] = txGetPr(x)[c * rows + picked[k]];
+      copyRows(txGetPr(x), txGetPrForWrite(out), rows, cols, picked);
       break;
-    }
-    case txClassID::Logical: {
+    case txClassID::Logical:
       out = txCreateLogicalMatrix(count, cols);
-      bool* dst = txGetLogicalsForWrite(out);
-      for (txIndex c = 0; c < cols; ++c)
-        for (txIndex k = 0; k < count; ++k) dst[c * count + k] = txGetLogicals(x)[c * rows + picked[k]];
+      copyRows(txGetLogicals(x), txGetLogicalsForWrite(out), rows, cols, picked);
       break;
-    }
-    case txClassID::Char: {
+    case txClassID::Char:
       out = txCreateCharMatrix(count, cols);
-      char16_t* dst = txGetCharsForWrite(out);
-      for (txIndex c = 0; c < cols; ++c)
-        for (txIndex k = 0; k < count; ++k) dst[c * count + k] = txGetChars(x)[c * rows + picked[k]];
+      copyRows(txGetChars(x), txGetCharsForWrite(out), rows, cols, picked);
       break;
-    }
     default:
       throw HostError("Tessel:BadArguments",
                       std::string(kName) + ": rows of a " + txGetClassName(x) + " array cannot be selected");

@@ -12,6 +12,7 @@
 #include <functional>
 #include <stdexcept>
 #include <string>
+#include <string_view>
 
 #include "tessel/array.hpp"
 #include "tessel/export.hpp"
@@ -62,6 +63,16 @@ class TESSEL_API ScopedFunction {
  private:
   std::string name_;
 };
+
+// Evaluates a string expression of the host language: a quoted text ('it''s',
+// where two quotes stand for one) or a bracketed concatenation of quoted texts
+// and char(N) calls (N a decimal code from 0 to 65535), separated by blanks
+// and/or commas: ['line one' char(10) 'line two'] or ['a', char(34), 'b'].
+// Blanks may surround the expression. A quoted text cannot span a line: a
+// line feed or carriage return inside quotes is an error, as in the language.
+// Anything else throws HostError "Tessel:ParseError" naming the 1-based
+// position of the first character that could not be read.
+TESSEL_API std::u16string EvaluateStringExpression(std::u16string_view expression);
 
 // How often "qv_refresh_customizations" has run in this process.
 TESSEL_API int RefreshCustomizationsCount();

@@ -133,7 +133,7 @@ void qvsvDiagnosticImpl::operator delete(void* block, std::size_t size) {
   if (size == sizeof(qvsvDiagnosticImpl) && DiagnosticPool().ownsLive(block)) {
     DiagnosticPool().deallocate(block);
   } else {
-    ::operator delete(block, size);
+    ::operator delete(block);
   }
 }
 

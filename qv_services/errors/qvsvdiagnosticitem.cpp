@@ -93,7 +93,7 @@ void qvsvDiagnosticItem::operator delete(void* block, std::size_t size) {
   if (qvsv::detail::ItemPool().ownsLive(block)) {
     qvsv::detail::ItemPool().deallocate(block);
   } else {
-    ::operator delete(block, size);
+    ::operator delete(block);
   }
 }
 

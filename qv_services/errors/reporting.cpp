@@ -6,21 +6,25 @@
 #include "qv_services/feature.hpp"
 #include "qv_services/feature/detail/feature_access.hpp"
 #include "qv_services/listeners.hpp"
+#include "qv_services/renderings.hpp"
 #include "qv_services/util/listener_registry.hpp"
 #include "tessel/display.hpp"
+#include "tessel/ut.hpp"
 
 namespace {
 
 using qvsv::util::qvsvDiagnosticListenerContext;
 
-// The messages of the top-level items, one per line (count > 0: the first count).
+// The formatted rendering (count > 0: only the first count top-level
+// messages), with hotlinks only where the console shows them.
 std::u16string displayText(qvsvDiagnosticImpl* diag, int count) {
+  if (count <= 0) return qvsvSerializeToFormattedUStringCreate(diag, !utPrintfIsHot(), std::u16string());
   std::u16string text;
   int shown = 0;
   for (const qvsvDiagnosticItem* item : diag->items()) {
-    if (count > 0 && shown == count) break;
+    if (shown == count) break;
     if (shown++ > 0) text += u'\n';
-    text += item->message;
+    text += utPrintfIsHot() ? item->message : qvsv::removeHotLinks(item->message);
   }
   return text;
 }
@@ -66,7 +70,10 @@ void report(qvsvDiagnosticImpl*& diag, qvsvDiagnosticListenerContext context) {
 
 }  // namespace
 
-void qvsvReportAsError(qvsvDiagnosticImpl*& diag) { report(diag, qvsv::util::kErrorContext); }
+void qvsvReportAsError(qvsvDiagnosticImpl*& diag) {
+  if (isQVSVErrorReport()) qvsvCreateReportForErrors(diag);
+  report(diag, qvsv::util::kErrorContext);
+}
 
 void qvsvReportAsWarning(qvsvDiagnosticImpl*& diag) { report(diag, qvsv::util::kWarningContext); }
 

@@ -11,6 +11,15 @@ namespace qvsv::test {
 // positive factor, 1 when unset) lets the sanitizer runs shrink them.
 std::size_t Scaled(std::size_t full, std::size_t minimum = 1);
 
+// Names each case of a parameterised test after its row's `name` field:
+// INSTANTIATE_TEST_SUITE_P(Area, Fixture, Values(...), qvsv::test::RowName()).
+struct RowName {
+  template <typename Info>
+  std::string operator()(const Info& info) const {
+    return info.param.name;
+  }
+};
+
 // A fresh directory under the system temporary folder, removed on destruction.
 class TempDir {
  public:

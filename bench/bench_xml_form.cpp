@@ -1,0 +1,94 @@
+// The XML form of a 10,000-item diagnostic with causes: restoring against a
+// bare Expat parse of the same bytes, writing against restoring, and how both
+// grow with the number of items.
+#include <benchmark/benchmark.h>
+#include <expat.h>
+
+#include <cstring>
+#include <string>
+
+#include "bench/bench_support.hpp"
+#include "qv_services/diagnostic_creation.hpp"
+#include "qv_services/error_queue.hpp"
+#include "qv_services/module.hpp"
+#include "qv_services/xml_form.hpp"
+
+namespace {
+
+// n top-level items, every other one with two causes.
+qvsvDiagnosticImpl* makeDiagnostic(int n) {
+  TLInitialize_qv_services();
+  qvsvSetMaxDiagnosticsInQueue(0);
+  qvsvDiagnosticImpl* diag = nullptr;
+  for (int i = 0; i < n; ++i) {
+    qvsvDiagnosticImpl* item = qvsvCreateDiagnosticFromIdAndMsg(
+        "Quiver:bench:Item", u"Block 'model/subsystem/Gain' has an output of the wrong size.");
+    if (i % 2 == 0) {
+      qvsvDiagnosticImpl* causes = qvsvCreateDiagnosticFromIdAndMsg("Quiver:bench:Cause", u"Expected 3, got 4.");
+      qvsvConcatenateDiagnostics(causes, qvsvCreateDiagnosticFromIdAndMsg("Quiver:bench:Cause", u"Dimension 2."),
+                                 false);
+      qvsvAddCauseToLastDiagnosticItem(item, causes);
+    }
+    qvsvConcatenateDiagnostics(diag, item, false);
+  }
+  return diag;
+}
+
+std::string documentOf(int n) {
+  qvsvDiagnosticImpl* diag = makeDiagnostic(n);
+  return qvsvSerializeDiagnosticAsXMLString(diag);
+}
+
+void BM_Restore(benchmark::State& state) {
+  const std::string doc = documentOf(static_cast<int>(state.range(0)));
+  for (auto _ : state) {
+    qvsvDiagnosticImpl* diag = qvsvRestoreDiagnosticFromXMLFragment(doc.c_str());
+    benchmark::DoNotOptimize(diag);
+    state.PauseTiming();
+    qvsvDiscardDiagnostic(diag);
+    state.ResumeTiming();
+  }
+  state.SetComplexityN(state.range(0));
+}
+
+void XMLCALL noStart(void*, const XML_Char*, const XML_Char**) {}
+void XMLCALL noEnd(void*, const XML_Char*) {}
+void XMLCALL noText(void*, const XML_Char*, int) {}
+
+void BM_BareExpat(benchmark::State& state) {
+  const std::string doc = documentOf(static_cast<int>(state.range(0)));
+  for (auto _ : state) {
+    XML_Parser parser = XML_ParserCreate("UTF-8");
+    XML_SetElementHandler(parser, noStart, noEnd);
+    XML_SetCharacterDataHandler(parser, noText);
+    const XML_Status status = XML_Parse(parser, doc.data(), static_cast<int>(doc.size()), XML_TRUE);
+    benchmark::DoNotOptimize(status);
+    XML_ParserFree(parser);
+  }
+}
+
+void BM_Write(benchmark::State& state) {
+  qvsvDiagnosticImpl* diag = makeDiagnostic(static_cast<int>(state.range(0)));
+  for (auto _ : state) {
+    state.PauseTiming();
+    qvsvDiagnosticImpl* copy = qvsvDuplicateDiagnostic(diag);
+    state.ResumeTiming();
+    std::string doc = qvsvSerializeDiagnosticAsXMLString(copy);
+    benchmark::DoNotOptimize(doc);
+  }
+  qvsvDiscardDiagnostic(diag);
+  state.SetComplexityN(state.range(0));
+}
+
+BENCHMARK(BM_BareExpat)->Arg(10000);
+BENCHMARK(BM_Restore)->Arg(1000)->Arg(10000)->Arg(100000)->Complexity(benchmark::oN);
+BENCHMARK(BM_Write)->Arg(1000)->Arg(10000)->Arg(100000)->Complexity(benchmark::oN);
+
+const qvsv::bench::Ratio kRestore("BM_Restore/10000", "BM_BareExpat/10000", 2.0);
+const qvsv::bench::Ratio kWrite("BM_Write/10000", "BM_Restore/10000", 1.0);
+const qvsv::bench::Ratio kRestoreGrowth("BM_Restore/100000", "BM_Restore/10000");
+const qvsv::bench::Ratio kWriteGrowth("BM_Write/100000", "BM_Write/10000");
+
+}  // namespace
+
+QVSV_BENCH_MAIN()

@@ -1,0 +1,277 @@
+#include <functional>
+#include <random>
+
+#include "qv_services/conversions.hpp"
+#include "qv_services/xml_form.hpp"
+#include "tessel/ut.hpp"
+#include "tests/errors/diagnostics_fixture.hpp"
+#include "tests/support/test_support.hpp"
+
+namespace {
+
+using qvsv::test::DiagnosticsTest;
+
+class XmlEncodings : public ::testing::Test {};
+
+TEST_F(XmlEncodings, Base64OfUtf16WithItsTerminator) {
+  EXPECT_EQ(EncodeBase64FromUChars(u"hi"), "aABpAAAA");
+  EXPECT_EQ(EncodeBase64FromUChars(u""), "");
+  EXPECT_EQ(EncodeBase64FromUChars(u"A"), "QQAAAA==");
+  EXPECT_EQ(DecodeBase64FromChars("aABpAAAA"), u"hi");
+  EXPECT_EQ(DecodeBase64FromChars(""), u"");
+  const std::u16string longText(200, u'x');
+  EXPECT_EQ(EncodeBase64FromUChars(longText).find('\n'), std::string::npos) << "one line";
+}
+
+TEST_F(XmlEncodings, HexOfUtf16UpToTheFirstNul) {
+  EXPECT_EQ(EncodeFromUChars(u"A"), "0041");
+  EXPECT_EQ(EncodeFromUChars(u"\U0001F600\u00E9"), "d83dde0000e9");
+  EXPECT_EQ(EncodeFromUChars(std::u16string(u"ab\0cd", 5)), "00610062");
+  EXPECT_EQ(DecodeFromChars("d83dde0000e9"), u"\U0001F600\u00E9");
+  EXPECT_EQ(DecodeFromChars("0041zz42"), u"A") << "decoding stops at a bad group";
+  EXPECT_EQ(DecodeFromChars("004"), u"");
+}
+
+TEST_F(XmlEncodings, RandomTextsRoundTripAndGarbageDecodesSafely) {
+  std::mt19937 rng(7);
+  for (std::size_t n = 0; n < qvsv::test::Scaled(2000, 50); ++n) {
+    std::u16string text(rng() % 40, u' ');
+    for (char16_t& c : text) c = static_cast<char16_t>(1 + rng() % 0xFFFE);
+    EXPECT_EQ(DecodeBase64FromChars(EncodeBase64FromUChars(text)), text);
+    EXPECT_EQ(DecodeFromChars(EncodeFromUChars(text)), text);
+    std::string garbage(rng() % 30, ' ');
+    for (char& c : garbage) c = static_cast<char>(rng());
+    DecodeBase64FromChars(garbage);
+    DecodeFromChars(garbage);
+  }
+}
+
+class XmlForm : public DiagnosticsTest {
+ protected:
+  // Identifier and message of every item, causes in brackets.
+  static std::string tree(qvsvDiagnosticImpl* const& diag) {
+    std::string out;
+    if (diag == nullptr) return "null";
+    for (const qvsvDiagnosticItem* item : diag->items()) {
+      out += item->identifier + "=" + ConvertUStringToStdString(item->message);
+      if (item->cause != nullptr && !item->cause->isEmpty()) out += "[" + tree(item->cause) + "]";
+      out += ";";
+    }
+    return out;
+  }
+};
+
+TEST_F(XmlForm, MessageFormIsWrittenByteForByte) {
+  qvsvDiagnosticImpl* diag = make("A:b", u"hi");
+  EXPECT_EQ(qvsvSerializeDiagnosticAsXMLString(diag),
+            "<diag_root>\n<diag id=\"A:b\">\n<msg encoded=\"yes\">\n    <![CDATA[aABpAAAA]]>\n</msg>\n</diag>\n"
+            "</diag_root>\n");
+  EXPECT_EQ(diag, nullptr) << "the message form releases the diagnostic";
+  qvsvDiagnosticImpl* none = nullptr;
+  EXPECT_EQ(qvsvSerializeDiagnosticAsXMLString(none), "<diag_root>\n</diag_root>\n");
+}
+
+TEST_F(XmlForm, MessageFormIndentsCausesAndWritesEmptyMessages) {
+  qvsvDiagnosticImpl* diag = make("A:b", u"");
+  qvsvDiagnosticImpl* cause = make("C:d", u"hi");
+  qvsvAddCauseToLastDiagnosticItem(diag, cause);
+  EXPECT_EQ(qvsvSerializeDiagnosticAsXMLString(diag),
+            "<diag_root>\n<diag id=\"A:b\">\n<msg encoded=\"yes\">\n    <![CDATA[]]>\n</msg>\n<causes>\n"
+            "    <diag id=\"C:d\">\n    <msg encoded=\"yes\">\n        <![CDATA[aABpAAAA]]>\n    </msg>\n"
+            "    </diag>\n</causes>\n</diag>\n</diag_root>\n");
+}
+
+TEST_F(XmlForm, ArgumentFormWritesTheLastItemsArgumentsForEveryItem) {
+  qvsvDiagnosticImpl* diag = make("A:b", u"hi");
+  const std::string written =
+      qvsvSerializeDiagnosticAsXMLStringWithArguments(diag, {std::int64_t{5}, std::string("x")});
+  EXPECT_EQ(written,
+            "<diag_root><diag id=\"A:b\"><arguments><arg type=\"numeric\">5</arg><arg><![CDATA[x]]></arg>"
+            "</arguments></diag>\n</diag_root>");
+  qvsvConcatenateDiagnostics(diag, qvsvCreateDiagnosticFromMessageID(resource_core::BaseMsgID(
+                                       "QVSV_TEST:extra", "Pair", {std::int64_t{-3}, std::u16string(u"w")})),
+                             false);
+  EXPECT_EQ(qvsvSerializeDiagnosticAsXMLStringWithArguments(diag),
+            "<diag_root><diag id=\"A:b\"><arguments><arg type=\"numeric\">-3</arg><arg type=\"encoded\">dwAAAA==</arg>"
+            "</arguments></diag>\n<diag id=\"QVSV_TEST:extra:Pair\"><arguments><arg type=\"numeric\">-3</arg>"
+            "<arg type=\"encoded\">dwAAAA==</arg></arguments></diag>\n</diag_root>");
+  ASSERT_NE(diag, nullptr) << "the argument form leaves the diagnostic with the caller";
+  qvsvDiagnosticImpl* bare = make("A:b");
+  EXPECT_EQ(qvsvSerializeDiagnosticAsXMLStringWithArguments(bare),
+            "<diag_root><diag id=\"A:b\"><arguments></arguments></diag>\n</diag_root>");
+  qvsvDiscardDiagnostic(bare);
+  qvsvDiscardDiagnostic(diag);
+}
+
+TEST_F(XmlForm, TextRecordThatCouldNotBeCopiedWritesAnEmptyArg) {
+  qvsvDiagnosticImpl* diag = make("A:b");
+  std::string written;
+  {
+    tessel::ScopedAllocationFailure failAll;
+    written = qvsvSerializeDiagnosticAsXMLStringWithArguments(diag, {std::string("x")});
+  }
+  EXPECT_NE(written.find("<arguments><arg</arg></arguments>"), std::string::npos) << written;
+  qvsvDiscardDiagnostic(diag);
+}
+
+TEST_F(XmlForm, SerializedMessageIdCarriesItsArguments) {
+  const std::string written = qvsvCreateSerializedMessageIDForDiagnostic(
+      resource_core::BaseMsgID("QV_SERVICES:utils", "InvalidHookName", {std::string("Hk")}));
+  EXPECT_EQ(written, "<diag_root><diag id=\"QV_SERVICES:utils:InvalidHookName\"><arguments><arg type=\"encoded\">" +
+                         EncodeBase64FromUChars(u"Hk") + "</arg></arguments></diag>\n</diag_root>");
+}
+
+TEST_F(XmlForm, RestoresWhatTheMessageFormWrote) {
+  qvsvDiagnosticImpl* diag = make("A:b", u"markup <a> & ]]> and \U0001F600");
+  qvsvDiagnosticImpl* cause = queueOf(2, "C");
+  qvsvDiagnosticImpl* inner = make("D:e", u"deep");
+  qvsvAddCauseToDiagnosticItem(cause, 1, inner);
+  qvsvAddCauseToLastDiagnosticItem(diag, cause);
+  qvsvConcatenateDiagnostics(diag, make("F:g", u"second"), false);
+  const std::string expected = tree(diag);
+  const std::string written = qvsvSerializeDiagnosticAsXMLString(diag);
+  qvsvDiagnosticImpl* restored = qvsvRestoreDiagnosticFromXMLFragment(written.c_str());
+  EXPECT_EQ(tree(restored), expected);
+  qvsvDiagnosticImpl* wide = qvsvRestoreDiagnosticFromXMLFragment(ConvertStdStringToUString(written).c_str());
+  EXPECT_EQ(tree(wide), expected);
+  qvsvDiscardDiagnostic(restored);
+  qvsvDiscardDiagnostic(wide);
+}
+
+TEST_F(XmlForm, RandomTreesRoundTrip) {
+  std::mt19937 rng(11);
+  const char16_t alphabet[] = u"ab <>&\"']]>\u00E9\u4E2D\U0001F600";
+  const std::size_t alphabetSize = std::size(alphabet) - 1;
+  std::function<qvsvDiagnosticImpl*(int)> build = [&](int depth) {
+    qvsvDiagnosticImpl* diag = nullptr;
+    const unsigned n = 1 + rng() % 3;
+    for (unsigned i = 0; i < n; ++i) {
+      std::u16string message(rng() % 12, u'a');
+      for (char16_t& c : message) c = alphabet[rng() % alphabetSize];
+      qvsvDiagnosticImpl* item = make(("T:" + std::to_string(rng() % 100)).c_str(), message);
+      if (depth < 3 && rng() % 2 == 0) {
+        qvsvDiagnosticImpl* causes = build(depth + 1);
+        qvsvAddCauseToLastDiagnosticItem(item, causes);
+      }
+      qvsvConcatenateDiagnostics(diag, item, false);
+    }
+    return diag;
+  };
+  for (std::size_t round = 0; round < qvsv::test::Scaled(200, 20); ++round) {
+    qvsvDiagnosticImpl* diag = build(0);
+    const std::string expected = tree(diag);
+    const std::string written = qvsvSerializeDiagnosticAsXMLString(diag);
+    qvsvDiagnosticImpl* restored = qvsvRestoreDiagnosticFromXMLFragment(written.c_str());
+    ASSERT_EQ(tree(restored), expected) << written;
+    qvsvDiscardDiagnostic(restored);
+  }
+}
+
+TEST_F(XmlForm, ArgumentFormRestoresArgumentsAndTheReceiversText) {
+  qvsvDiagnosticImpl* diag = make("QVSV_TEST:extra:Pair");
+  const std::string written = qvsvSerializeDiagnosticAsXMLStringWithArguments(
+      diag, {std::int64_t{7}, std::string("plain"), std::u16string(u"w\u00E9")});
+  qvsvDiagnosticImpl* restored = qvsvRestoreDiagnosticFromXMLFragment(written.c_str());
+  ASSERT_EQ(qvsvGetNumItemsInDiagnostic(restored), 1);
+  EXPECT_EQ(restored->firstItem()->message, u"first 7, second plain");
+  const qvsvArgumentVector args = qvsvGetArgumentsFromLastDiagnostic(restored);
+  ASSERT_EQ(args.size(), 3u);
+  EXPECT_EQ(std::get<std::int64_t>(args[0]), 7);
+  EXPECT_EQ(std::get<std::u16string>(args[2]), u"w\u00E9");
+  qvsvDiscardDiagnostic(restored);
+  qvsvDiscardDiagnostic(diag);
+}
+
+TEST_F(XmlForm, DocumentTypeSuppliesTheAttributeDefaults) {
+  qvsvDiagnosticImpl* restored = qvsvRestoreDiagnosticFromXMLFragment(
+      "<diag_root><diag id=\"A:b\"><msg>plain &amp; simple</msg></diag>"
+      "<diag id=\"QVSV_TEST:extra:Pair\"><arguments><arg>one</arg><arg type=\"numeric\">2</arg></arguments></diag>"
+      "</diag_root>");
+  EXPECT_EQ(tree(restored), "A:b=plain & simple;QVSV_TEST:extra:Pair=first one, second 2;");
+  qvsvDiscardDiagnostic(restored);
+}
+
+TEST_F(XmlForm, TextThatIsNotAFragmentGivesNull) {
+  EXPECT_EQ(qvsvRestoreDiagnosticFromXMLFragment(static_cast<const char*>(nullptr)), nullptr);
+  EXPECT_EQ(qvsvRestoreDiagnosticFromXMLFragment(static_cast<const char16_t*>(nullptr)), nullptr);
+  EXPECT_EQ(qvsvRestoreDiagnosticFromXMLFragment(" <diag_root></diag_root>"), nullptr);
+  EXPECT_EQ(qvsvRestoreDiagnosticFromXMLFragment("<?xml version=\"1.0\"?><diag_root></diag_root>"), nullptr);
+  EXPECT_EQ(qvsvRestoreDiagnosticFromXMLFragment("<diag_roo"), nullptr);
+  EXPECT_EQ(qvsvRestoreDiagnosticFromXMLFragment(u" <diag_root>"), nullptr);
+}
+
+struct Malformed {
+  const char* name;
+  std::string document;
+  const char* handlerId;  // null: Expat's own error, no third level
+};
+
+void PrintTo(const Malformed& tc, std::ostream* os) { *os << tc.name; }
+
+class XmlRestoreErrors : public XmlForm, public ::testing::WithParamInterface<Malformed> {};
+
+TEST_P(XmlRestoreErrors, GiveTheChainedErrorDiagnostic) {
+  qvsvDiagnosticImpl* error = qvsvRestoreDiagnosticFromXMLFragment(GetParam().document.c_str());
+  ASSERT_NE(error, nullptr);
+  EXPECT_EQ(ids(error), std::vector<std::string>{"QVSV_DIAGNOSTIC:RESTORE_DIAGNOSTIC_ERROR"});
+  EXPECT_EQ(error->firstItem()->message, u"QV_SERVICES WASN'T ABLE TO RESTORE qvsvDiagnostic from xml string");
+  qvsvDiagnosticImpl* parser = qvsvGetCauseFromDiagnosticItem(error, 0);
+  ASSERT_EQ(ids(parser), std::vector<std::string>{"QVSV_SERVICES:ExpatParserError"});
+  const std::string message = ConvertUStringToStdString(parser->firstItem()->message);
+  EXPECT_EQ(message.rfind("XMLParser error: ", 0), 0u) << message;
+  EXPECT_NE(message.find("; at "), std::string::npos) << message;
+  qvsvDiagnosticImpl* handler = qvsvGetCauseFromDiagnosticItem(parser, 0);
+  if (GetParam().handlerId == nullptr) {
+    EXPECT_EQ(handler, nullptr);
+  } else {
+    EXPECT_EQ(ids(handler), std::vector<std::string>{GetParam().handlerId});
+  }
+  qvsvDiscardDiagnostic(error);
+}
+
+std::string nested(int depth) {
+  std::string doc = "<diag_root>";
+  for (int i = 0; i < depth; ++i) doc += "<diag id=\"a\"><msg>x</msg><causes>";
+  doc += "<diag id=\"a\"><msg>x</msg></diag>";
+  for (int i = 0; i < depth; ++i) doc += "</causes></diag>";
+  return doc + "</diag_root>";
+}
+
+const char* kCreation = "QVSV_SERVICES:QVSVDIAGNOSTICCREATION:";
+
+INSTANTIATE_TEST_SUITE_P(
+    XmlForm, XmlRestoreErrors,
+    ::testing::Values(
+        Malformed{"unclosed", "<diag_root><diag id=\"a\"><msg>x</msg>", nullptr},
+        Malformed{"junk_after_root", "<diag_root><diag id=\"a\"><msg>x</msg></diag></diag_root><x/>", nullptr},
+        Malformed{"missing_id", "<diag_root><diag><msg>x</msg></diag></diag_root>",
+                  "QVSV_SERVICES:QVSVDIAGNOSTICCREATION:WRONGID"},
+        Malformed{"bad_type",
+                  "<diag_root><diag id=\"a\"><arguments><arg type=\"bogus\">1</arg></arguments></diag></diag_root>",
+                  "QVSV_SERVICES:QVSVDIAGNOSTICCREATION:WRONGATTVALUE"},
+        Malformed{"bad_number",
+                  "<diag_root><diag id=\"a\"><arguments><arg type=\"numeric\">1x</arg></arguments></diag></diag_root>",
+                  "QVSV_SERVICES:QVSVDIAGNOSTICCREATION:WRONGATTVALUE"},
+        Malformed{"no_message", "<diag_root><diag id=\"a\"></diag></diag_root>",
+                  "QVSV_SERVICES:QVSVDIAGNOSTICCREATION:INTERNALERROR_NOMSGS"},
+        Malformed{"empty_causes", "<diag_root><diag id=\"a\"><msg>x</msg><causes></causes></diag></diag_root>",
+                  "QVSV_SERVICES:QVSVDIAGNOSTICCREATION:NODIAGNOSTICS"},
+        Malformed{"empty_root", "<diag_root></diag_root>", "QVSV_SERVICES:QVSVDIAGNOSTICCREATION:INTERNALERROR_1"},
+        Malformed{"nested_root", "<diag_root><diag_root></diag_root></diag_root>",
+                  "QVSV_SERVICES:QVSVDIAGNOSTICCREATION:ROOT_ELEMENT"},
+        Malformed{"unknown_element", "<diag_root><note/></diag_root>", "QVSV_SERVICES:QVSVDIAGNOSTICCREATION:DTD_ERROR"},
+        Malformed{"misplaced_msg", "<diag_root><msg>x</msg></diag_root>",
+                  "QVSV_SERVICES:QVSVDIAGNOSTICCREATION:DTD_ERROR"},
+        Malformed{"too_deep", nested(kQvsvMaxRestoredCauseDepth + 1), "QVSV_SERVICES:QVSVDIAGNOSTICCREATION:DTD_ERROR"},
+        Malformed{"invalid_character_reference", "<diag_root><diag id=\"a\"><msg>&#0;</msg></diag></diag_root>", nullptr}),
+    [](const auto& info) { return std::string(info.param.name); });
+
+TEST_F(XmlForm, NestingUpToTheLimitRestores) {
+  qvsvDiagnosticImpl* restored = qvsvRestoreDiagnosticFromXMLFragment(nested(kQvsvMaxRestoredCauseDepth).c_str());
+  ASSERT_NE(restored, nullptr);
+  EXPECT_EQ(ids(restored), std::vector<std::string>{"a"});
+  qvsvDiscardDiagnostic(restored);
+  (void)kCreation;
+}
+
+}  // namespace

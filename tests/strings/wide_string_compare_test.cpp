@@ -1,0 +1,137 @@
+#include <gtest/gtest.h>
+
+#include <climits>
+#include <optional>
+#include <string>
+
+#include "qv_services/wide_string.hpp"
+#include "tessel/foundation.hpp"
+#include "tests/support/test_support.hpp"
+
+namespace {
+
+constexpr unsigned kAll = UINT_MAX;
+
+// The whitespace-insensitive families give the exact difference a[i] - b[i],
+// so rows hold exact values. n = kAll selects the unlimited form.
+struct WsRow {
+  const char* name;
+  std::u16string a;
+  std::u16string b;
+  unsigned n;
+  int ws;   // qvsvStrcmpWS / qvsvStrncmpWS
+  int iws;  // qvsvStrcmpiWS / qvsvStrncmpiWS
+};
+
+class WhitespaceInsensitive : public ::testing::TestWithParam<WsRow> {};
+
+TEST_P(WhitespaceInsensitive, WideFamilies) {
+  const WsRow& row = GetParam();
+  if (row.n == kAll) {
+    EXPECT_EQ(qvsvStrcmpWS(row.a.c_str(), row.b.c_str()), row.ws);
+    EXPECT_EQ(qvsvStrcmpiWS(row.a.c_str(), row.b.c_str()), row.iws);
+  }
+  EXPECT_EQ(qvsvStrncmpWS(row.a.c_str(), row.b.c_str(), row.n), row.ws);
+  EXPECT_EQ(qvsvStrncmpiWS(row.a.c_str(), row.b.c_str(), row.n), row.iws);
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    WideString, WhitespaceInsensitive,
+    ::testing::Values(
+        WsRow{"tab_matches_blank", u"a\tb", u"a b", kAll, 0, 0},
+        WsRow{"unicode_spaces_match_one_for_one", u"a\u00A0\u2003b", u"a\n\u3000b", kAll, 0, 0},
+        WsRow{"runs_are_not_collapsed", u"a  b", u"a b", kAll, ' ' - 'b', ' ' - 'b'},
+        WsRow{"space_never_matches_missing", u"ab ", u"ab", kAll, ' ', ' '},
+        WsRow{"missing_never_matches_space", u"a", u"a\t", kAll, -'\t', -'\t'},
+        WsRow{"case_and_space_together", u"A\nB", u"a b", kAll, 'A' - 'a', 0},
+        WsRow{"folding_beyond_ascii", u"\u00C4\u03A3x", u"\u00E4\u03C2x", kAll, 0xC4 - 0xE4, 0},
+        WsRow{"sign_follows_unfolded_units", u"B", u"a", kAll, 'B' - 'a', 'B' - 'a'},
+        WsRow{"units_are_unsigned", u"\uFFFF", u"a", kAll, 0xFFFF - 'a', 0xFFFF - 'a'},
+        WsRow{"zero_width_space_is_not_whitespace", u"a\u200Bb", u"a b", kAll, 0x200B - ' ', 0x200B - ' '},
+        WsRow{"equal", u"same text", u"same text", kAll, 0, 0},
+        WsRow{"n_zero_is_always_equal", u"a", u"b", 0, 0, 0},
+        WsRow{"n_stops_before_difference", u"a bX", u"a\tbY", 3, 0, 0},
+        WsRow{"n_reaches_difference", u"a bX", u"a\tbY", 4, 'X' - 'Y', 'X' - 'Y'},
+        WsRow{"n_beyond_both_ends", u"ab", u"ab", 100, 0, 0},
+        WsRow{"n_beyond_shorter_end", u"ab", u"abc", 100, -'c', -'c'}),
+    qvsv::test::RowName());
+
+TEST(WhitespaceInsensitive, NullIsEmpty) {
+  EXPECT_EQ(qvsvStrcmpWS(static_cast<const char16_t*>(nullptr), u""), 0);
+  EXPECT_EQ(qvsvStrcmpiWS(u"a", nullptr), 'a');
+  EXPECT_EQ(qvsvStrncmpWS(nullptr, static_cast<const char16_t*>(nullptr), 5), 0);
+  EXPECT_EQ(qvsvStrcmpWS(static_cast<const char*>(nullptr), "x"), -'x');
+  EXPECT_EQ(qvsvStrncmpWS("", static_cast<const char*>(nullptr), 3), 0);
+}
+
+struct NarrowWsRow {
+  const char* name;
+  std::string a;
+  std::string b;
+  unsigned n;
+  int expected;
+};
+
+class WhitespaceInsensitiveNarrow : public ::testing::TestWithParam<NarrowWsRow> {};
+
+TEST_P(WhitespaceInsensitiveNarrow, UsesCIsspaceAndSignedChars) {
+  const NarrowWsRow& row = GetParam();
+  if (row.n == kAll) {
+    EXPECT_EQ(qvsvStrcmpWS(row.a.c_str(), row.b.c_str()), row.expected);
+  }
+  EXPECT_EQ(qvsvStrncmpWS(row.a.c_str(), row.b.c_str(), row.n), row.expected);
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    WideString, WhitespaceInsensitiveNarrow,
+    ::testing::Values(NarrowWsRow{"c_spaces_match", "a\t\v\fb", "a\r\n b", kAll, 0},
+                      NarrowWsRow{"runs_are_not_collapsed", "a  b", "a b", kAll, ' ' - 'b'},
+                      NarrowWsRow{"high_bytes_are_signed", "\xE9", "e", kAll, -23 - 'e'},
+                      NarrowWsRow{"nbsp_bytes_are_not_space", "a\xC2\xA0", "a  ", kAll, -62 - ' '},
+                      NarrowWsRow{"n_limits", "ab c", "ab\td", 3, 0}, NarrowWsRow{"n_zero", "x", "y", 0, 0}),
+    qvsv::test::RowName());
+
+TEST(CodeUnitComparison, NullIsEmptyHugeCountsMeanNoLimitAndFoldingIsFull) {
+  EXPECT_EQ(qvsvStrcmp(nullptr, u""), 0);
+  EXPECT_GT(qvsvStrcmp(u"\uFFFF", u"\U0001F600"), 0) << "code-unit order, not code-point order";
+  EXPECT_EQ(qvsvStrncmp(u"abc", u"abd", 2), 0);
+  EXPECT_LT(qvsvStrncmp(u"abc", u"abd", kAll), 0);
+  EXPECT_EQ(qvsvStrncmpi(u"ABCx", u"abcy", 3), 0);
+  EXPECT_LT(qvsvStrncmpi(u"ABCx", u"abcy", kAll), 0);
+  EXPECT_EQ(qvsvStrcmpi(u"STRASSE", u"stra\u00DFe"), 0);
+  EXPECT_EQ(qvsvStrcmpi(u"\u039C\u0391\u03A3", u"\u03BC\u03B1\u03C2"), 0);
+  EXPECT_EQ(qvsvStrcmpi(nullptr, u""), 0);
+}
+
+// The collator belongs to the process; every test makes it afresh for the
+// locale it needs and leaves one for the default locale behind.
+class Collation : public ::testing::Test {
+ protected:
+  void TearDown() override {
+    locale_.reset();
+    qvsvResetCollatorForTesting();
+  }
+  void useLocale(const std::string& name) {
+    locale_.emplace(name);
+    qvsvResetCollatorForTesting();
+  }
+  std::optional<tessel::ScopedGlobalLocale> locale_;
+};
+
+TEST_F(Collation, IgnoresCaseAndAccentsAndGivesOneForOrder) {
+  useLocale("en_US");
+  EXPECT_EQ(qvsvStrcmp_Collation(u"role", u"R\u00F4le"), 0);
+  EXPECT_EQ(qvsvStrcmp_Collation(u"\u00C5ngstr\u00F6m", u"angstrom"), 0);
+  EXPECT_EQ(qvsvStrcmp_Collation(nullptr, u""), 0);
+  EXPECT_EQ(qvsvStrcmp_Collation(u"apple", u"Banana"), -1);
+  EXPECT_EQ(qvsvStrcmp_Collation(u"Banana", u"apple"), 1);
+  EXPECT_EQ(qvsvStrcmp_Collation(u"\u00E4", u"z"), -1);
+}
+
+TEST_F(Collation, FollowsTheHostsGlobalLocale) {
+  useLocale("sv_SE");
+  EXPECT_EQ(qvsvStrcmp_Collation(u"\u00E4", u"z"), 1) << "Swedish sorts \u00E4 after z";
+  EXPECT_NE(qvsvStrcmp_Collation(u"\u00E4", u"a"), 0) << "and treats it as a letter of its own";
+}
+
+}  // namespace

@@ -1,0 +1,179 @@
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <random>
+#include <string>
+#include <vector>
+
+#include "qv_services/conversions.hpp"
+#include "qv_services/wide_string.hpp"
+#include "tests/support/test_support.hpp"
+
+namespace {
+
+using ::testing::ElementsAre;
+using ::testing::IsEmpty;
+
+// --- Trimming and collapsing.
+
+struct SpacingRow {
+  const char* name;
+  std::u16string input;
+  std::u16string trimmed;
+  std::u16string collapsed;
+};
+
+class Spacing : public ::testing::TestWithParam<SpacingRow> {};
+
+TEST_P(Spacing, TrimAndCollapse) {
+  const SpacingRow& row = GetParam();
+  EXPECT_EQ(qvsvTrimStr(row.input), row.trimmed);
+  std::u16string inPlace = row.input;
+  qvsvTrimUString(inPlace);
+  EXPECT_EQ(inPlace, row.trimmed);
+  EXPECT_EQ(qvsvRemoveExtraSpacesUString(row.input), row.collapsed);
+  EXPECT_EQ(qvsvIsWhitespaceString(row.input), row.trimmed.empty());
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    WideString, Spacing,
+    ::testing::Values(SpacingRow{"run_keeps_its_first_character", u"  a \t b  ", u"a \t b", u"a b"},
+                      SpacingRow{"run_starting_with_tab_keeps_tab", u"a\t  \nb", u"a\t  \nb", u"a\tb"},
+                      SpacingRow{"only_whitespace", u" \t\r\n ", u"", u""}, SpacingRow{"empty", u"", u"", u""},
+                      SpacingRow{"unicode_spaces", u"\u2003a\u00A0\u3000b\u0085", u"a\u00A0\u3000b", u"a\u00A0b"},
+                      SpacingRow{"single_inner_spaces_stay", u"a b c", u"a b c", u"a b c"},
+                      SpacingRow{"no_whitespace", u"abc", u"abc", u"abc"},
+                      SpacingRow{"zero_width_space_is_text", u"\u200Ba  ", u"\u200Ba", u"\u200Ba"},
+                      SpacingRow{"single_character", u" x ", u"x", u"x"}),
+    qvsv::test::RowName());
+
+TEST(Spacing, NarrowCollapsingUsesTheCLocale) {
+  EXPECT_EQ(qvsvRemoveExtraSpaces("  a \t b  "), "a b");
+  EXPECT_EQ(qvsvRemoveExtraSpaces("a\v\fb\n"), "a\vb");
+  EXPECT_EQ(qvsvRemoveExtraSpaces("\xC2\xA0" "a"), "\xC2\xA0" "a") << "UTF-8 NBSP bytes are not C whitespace";
+  EXPECT_EQ(qvsvRemoveExtraSpaces(std::string("a\0 \0b", 5)), std::string("a\0 \0b", 5));
+  EXPECT_EQ(qvsvRemoveExtraSpaces("   "), "");
+}
+
+// --- Ellipsis.
+
+struct EllipsisRow {
+  std::u16string text;
+  unsigned maxLength;
+  std::u16string expected;
+};
+
+class Ellipsis : public ::testing::TestWithParam<EllipsisRow> {};
+
+TEST_P(Ellipsis, CutsOnlyLongTextsToAtLeastFive) {
+  std::u16string s = GetParam().text;
+  qvsvStrAppendEllipsis(s, GetParam().maxLength);
+  EXPECT_EQ(s, GetParam().expected);
+}
+
+INSTANTIATE_TEST_SUITE_P(WideString, Ellipsis,
+                         ::testing::Values(EllipsisRow{u"0123456789", 8, u"01234..."},
+                                           EllipsisRow{u"0123456789", 9, u"012345..."},
+                                           EllipsisRow{u"0123456789", 10, u"0123456789"},
+                                           EllipsisRow{u"0123456789", 5, u"01..."},
+                                           EllipsisRow{u"0123456789", 4, u"0123456789"},
+                                           EllipsisRow{u"0123456789", 0, u"0123456789"},
+                                           EllipsisRow{u"012345", 5, u"01..."}, EllipsisRow{u"01234", 5, u"01234"},
+                                           EllipsisRow{u"", 5, u""}));
+
+// --- Splitting at escaped delimiters.
+
+struct SplitRow {
+  const char* name;
+  std::string text;
+  char escape;
+  std::vector<std::string> pieces;
+};
+
+class Split : public ::testing::TestWithParam<SplitRow> {};
+
+TEST_P(Split, NarrowAndWideCutAlike) {
+  const SplitRow& row = GetParam();
+  std::vector<std::string> narrow{"stale"};
+  delimited_string_to_vector(narrow, row.text, ',', row.escape);
+  EXPECT_EQ(narrow, row.pieces);
+
+  std::vector<std::u16string> wide{u"stale"};
+  delimited_ustring_to_vector(wide, ConvertStdStringToUString(row.text), u',', static_cast<char16_t>(row.escape));
+  std::vector<std::u16string> expected;
+  for (const std::string& piece : row.pieces) expected.push_back(ConvertStdStringToUString(piece));
+  EXPECT_EQ(wide, expected);
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    WideString, Split,
+    ::testing::Values(SplitRow{"empty_text_no_piece", "", '\\', {}},
+                      SplitRow{"no_delimiter_one_piece", "abc", '\\', {"abc"}},
+                      SplitRow{"adjacent_delimiters", "a,,b", 0, {"a", "", "b"}},
+                      SplitRow{"trailing_delimiters", "a,,", 0, {"a", "", ""}},
+                      SplitRow{"only_delimiter", ",", 0, {"", ""}},
+                      SplitRow{"no_escaping_with_zero", "a\\,b", 0, {"a\\", "b"}},
+                      SplitRow{"odd_run_escapes", "b\\,c", '\\', {"b,c"}},
+                      SplitRow{"even_run_cuts", "b\\\\,c", '\\', {"b\\", "c"}},
+                      SplitRow{"run_of_three_escapes", "b\\\\\\,c", '\\', {"b\\,c"}},
+                      SplitRow{"escaped_at_start", "\\,a,b", '\\', {",a", "b"}},
+                      SplitRow{"escaped_then_cut", "a\\,,b", '\\', {"a,", "b"}},
+                      SplitRow{"other_escapes_stay", "a\\x,\\", '\\', {"a\\x", "\\"}},
+                      SplitRow{"non_ascii_pieces", "\xC3\xA9,\xE2\x82\xAC", '\\', {"\xC3\xA9", "\xE2\x82\xAC"}},
+                      SplitRow{"other_escape_character", "a#,b##,c", '#', {"a,b#", "c"}}),
+    qvsv::test::RowName());
+
+TEST(Split, NarrowDelimiterByteInsideACharacterDoesNotCut) {
+  std::vector<std::string> out;
+  // 0xA9 is the second byte of "é" and, alone, a (stray) character of its own.
+  delimited_string_to_vector(out, "caf\xC3\xA9\xA9" "b", '\xA9', 0);
+  EXPECT_THAT(out, ElementsAre("caf\xC3\xA9", "b"));
+}
+
+TEST(Split, NarrowEmbeddedNulIsTextOrDelimiter) {
+  std::vector<std::string> out;
+  delimited_string_to_vector(out, std::string("a\0b,c", 5), ',', 0);
+  EXPECT_THAT(out, ElementsAre(std::string("a\0b", 3), "c"));
+  delimited_string_to_vector(out, std::string("a\0b,c", 5), '\0', 0);
+  EXPECT_THAT(out, ElementsAre("a", "b,c"));
+  delimited_string_to_vector(out, "", ',', '\\');
+  EXPECT_THAT(out, IsEmpty());
+}
+
+// Joining escaped pieces and splitting them again gives the pieces back,
+// whatever mix of delimiters and escapes they hold.
+template <typename String>
+void expectRoundTrip(std::mt19937& rng, typename String::value_type delimiter, typename String::value_type escape) {
+  const typename String::value_type alphabet[] = {'a', delimiter, escape, ' '};
+  std::vector<String> pieces(1 + rng() % 4);
+  for (String& piece : pieces) {
+    for (unsigned i = rng() % 6; i > 0; --i) piece.push_back(alphabet[rng() % 4]);
+  }
+  String joined;
+  for (std::size_t p = 0; p < pieces.size(); ++p) {
+    if (p > 0) joined.push_back(delimiter);
+    for (const auto c : pieces[p]) {
+      if (c == delimiter || c == escape) joined.push_back(escape);
+      joined.push_back(c);
+    }
+  }
+  std::vector<String> back;
+  if constexpr (std::is_same_v<String, std::string>) {
+    delimited_string_to_vector(back, joined, delimiter, escape);
+  } else {
+    delimited_ustring_to_vector(back, joined, delimiter, escape);
+  }
+  if (joined.empty()) return;  // an empty text has no pieces, not one empty piece
+  ASSERT_EQ(back, pieces);
+}
+
+TEST(Split, UnescapingUndoesEscaping) {
+  std::mt19937 rng(7);
+  for (std::size_t i = 0, n = qvsv::test::Scaled(4000); i < n; ++i) {
+    SCOPED_TRACE(i);
+    expectRoundTrip<std::string>(rng, ',', '\\');
+    expectRoundTrip<std::u16string>(rng, u';', u'\u00B6');
+  }
+}
+
+}  // namespace
