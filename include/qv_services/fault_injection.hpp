@@ -143,8 +143,20 @@ namespace fault {
 inline constexpr const char kHandleArray[] = "qvsv.HandleArray";
 // The buffer of qvsvGetTLStyleMessageIdentifier (it throws tessel::OutOfMemory).
 inline constexpr const char kTLStyleIdentifier[] = "qvsv.TLStyleIdentifier";
+// The copies of qvsvStrdup and qvsvStrndup (they return null).
+inline constexpr const char kDuplicatedString[] = "qvsv.DuplicatedString";
+// The C string of qvsvSerializeToFormattedStringCreate (it throws tessel::OutOfMemory).
+inline constexpr const char kFormattedCString[] = "qvsv.FormattedCString";
+// The argument texts of the XML argument form (a text that cannot be copied
+// is written as "<arg</arg>", which does not restore).
+inline constexpr const char kXmlArgumentText[] = "qvsv.XmlArgumentText";
+// Every allocation of the XML reader's parser (a failed one fails the
+// restore with its error diagnostic, or gives the out-of-memory diagnostic
+// when the parser cannot be made).
+inline constexpr const char kXmlParser[] = "qvsv.XmlParser";
 
-inline constexpr const char* kLibraryTesters[] = {kHandleArray, kTLStyleIdentifier};
+inline constexpr const char* kLibraryTesters[] = {kHandleArray,     kTLStyleIdentifier, kDuplicatedString,
+                                                  kFormattedCString, kXmlArgumentText,  kXmlParser};
 }  // namespace fault
 
 }  // namespace qvsv

@@ -4,6 +4,7 @@
 #include <cstring>
 
 #include "qv_services/conversions.hpp"
+#include "qv_services/feature/detail/tested_allocation.hpp"
 #include "qv_services/wide_string.hpp"
 #include "qv_services/xml_form.hpp"
 #include "tessel/ut.hpp"
@@ -169,7 +170,8 @@ char* qvsvSerializeToFormattedStringCreate(qvsvDiagnosticImpl* diag, bool stripH
   if (diag == nullptr) return nullptr;
   const std::string text =
       ConvertUStringToStdString(formatted(diag, stripHotlinks, ConvertStdStringToUString(prefix, true), 0), true);
-  auto* out = static_cast<char*>(utMallocWithCheck(text.size() + 1));
+  auto* out =
+      static_cast<char*>(qvsv::detail::TestedMallocWithCheck(qvsv::fault::kFormattedCString, text.size() + 1));
   std::memcpy(out, text.c_str(), text.size() + 1);
   return out;
 }

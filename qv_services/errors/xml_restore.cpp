@@ -13,6 +13,7 @@
 #include "qv_services/diagnostic_creation.hpp"
 #include "qv_services/error_queue.hpp"
 #include "qv_services/errors/diagnostic_state.hpp"
+#include "qv_services/feature/detail/tested_allocation.hpp"
 #include "qv_services/xml_form.hpp"
 
 namespace {
@@ -280,6 +281,15 @@ int XMLCALL onExternalEntity(XML_Parser parser, const XML_Char* context, const X
   return status == XML_STATUS_OK ? XML_STATUS_OK : XML_STATUS_ERROR;
 }
 
+// The parser allocates from the host allocator like the rest of the library,
+// so that tests can fail any of its allocations.
+void* parserMalloc(std::size_t size) { return qvsv::detail::TestedMalloc(qvsv::fault::kXmlParser, size); }
+void* parserRealloc(void* block, std::size_t size) {
+  return qvsv::detail::TestedRealloc(qvsv::fault::kXmlParser, block, size);
+}
+void parserFree(void* block) { utFree(block); }
+const XML_Memory_Handling_Suite kParserMemory = {parserMalloc, parserRealloc, parserFree};
+
 struct ParserDeleter {
   void operator()(XML_ParserStruct* parser) const { XML_ParserFree(parser); }
 };
@@ -307,7 +317,7 @@ qvsvDiagnosticImpl* parserErrorDiagnostic(XML_Parser parser, qvsvDiagnosticImpl*
 
 qvsvDiagnosticImpl* restore(std::string_view fragment) {
   if (fragment.substr(0, kRootTag.size()) != kRootTag) return nullptr;
-  std::unique_ptr<XML_ParserStruct, ParserDeleter> parser(XML_ParserCreate("UTF-8"));
+  std::unique_ptr<XML_ParserStruct, ParserDeleter> parser(XML_ParserCreate_MM("UTF-8", &kParserMemory, nullptr));
   if (!parser) return qvsvCreateMemoryAllocationDiagnostic();
   RestoreHandler handler(parser.get());
   XML_SetUserData(parser.get(), &handler);

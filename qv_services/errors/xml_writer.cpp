@@ -3,6 +3,7 @@
 
 #include "qv_services/conversions.hpp"
 #include "qv_services/diagnostic_creation.hpp"
+#include "qv_services/feature/detail/tested_allocation.hpp"
 #include "qv_services/xml_form.hpp"
 #include "tessel/ut.hpp"
 
@@ -47,7 +48,7 @@ struct ArgumentRecord {
 };
 
 char* hostCopy(const std::string& text) {
-  auto* copy = static_cast<char*>(utMalloc(text.size() + 1));
+  auto* copy = static_cast<char*>(qvsv::detail::TestedMalloc(qvsv::fault::kXmlArgumentText, text.size() + 1));
   if (copy != nullptr) std::memcpy(copy, text.c_str(), text.size() + 1);
   return copy;
 }

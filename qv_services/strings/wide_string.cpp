@@ -6,9 +6,11 @@
 
 #include <cstring>
 
+#include "qv_services/feature/detail/tested_allocation.hpp"
 #include "qv_services/strings/wide_string_detail.hpp"
 #include "tessel/ut.hpp"
 
+using qvsv::detail::TestedMalloc;
 using qvsv::strings::detail::ClampCount;
 using qvsv::strings::detail::OrEmpty;
 
@@ -44,7 +46,7 @@ char16_t* qvsvStrncpy(char16_t* dst, const char16_t* src, unsigned n) {
 char16_t* qvsvStrdup(const char16_t* s) {
   if (s == nullptr) return nullptr;
   const std::size_t units = static_cast<std::size_t>(u_strlen(s)) + 1;
-  auto* copy = static_cast<char16_t*>(utMalloc(units * sizeof(char16_t)));
+  auto* copy = static_cast<char16_t*>(TestedMalloc(qvsv::fault::kDuplicatedString, units * sizeof(char16_t)));
   if (copy != nullptr) std::memcpy(copy, s, units * sizeof(char16_t));
   return copy;
 }
@@ -54,7 +56,8 @@ char16_t* qvsvStrndup(const char16_t* s, unsigned n) {
   // Stops at the first NUL within n units, so nothing past the terminator is read.
   std::size_t length = 0;
   while (length < n && s[length] != u'\0') ++length;
-  auto* copy = static_cast<char16_t*>(utMalloc((length + 1) * sizeof(char16_t)));
+  auto* copy =
+      static_cast<char16_t*>(TestedMalloc(qvsv::fault::kDuplicatedString, (length + 1) * sizeof(char16_t)));
   if (copy == nullptr) return nullptr;
   std::memcpy(copy, s, length * sizeof(char16_t));
   copy[length] = u'\0';

@@ -15,10 +15,14 @@
 #include <string>
 #include <vector>
 
+#include "qv_services/conversions.hpp"
 #include "qv_services/errors/diagnostic_state.hpp"
 #include "qv_services/fault_injection.hpp"
 #include "qv_services/listeners.hpp"
+#include "qv_services/renderings.hpp"
 #include "qv_services/reporting.hpp"
+#include "qv_services/wide_string.hpp"
+#include "qv_services/xml_form.hpp"
 #include "tessel/array.hpp"
 #include "tessel/foundation.hpp"
 #include "tessel/ut.hpp"
@@ -40,10 +44,7 @@ struct Scenario {
 
 void PrintTo(const Scenario& scenario, std::ostream* out) { *out << scenario.name; }
 
-// --- The queue scenario: items with handles, a cause, converted handles,
-// duplication, merging at the front, replacement, metadata and a report whose
-// listener duplicates the queue. ---
-
+// The handles each item of the scenarios carries; none when not listed.
 const std::map<std::string, std::vector<double>>& expectedHandles() {
   static const std::map<std::string, std::vector<double>> handles = {
       {"Sweep:0", {0.25}},
@@ -53,11 +54,16 @@ const std::map<std::string, std::vector<double>>& expectedHandles() {
       {"Sweep:cause", {7.5}},
       {"Sweep:converted", {1.0, 2.0}},
       {"Sweep:replacement", {8.5, 8.75}},
+      {"Sweep:render", {4.5, 4.75}},
+      {"Sweep:xml", {5.5}},
   };
   return handles;
 }
 
-const std::vector<double>& handlesFor(const std::string& id) { return expectedHandles().at(id); }
+std::vector<double> handlesFor(const std::string& id) {
+  const auto it = expectedHandles().find(id);
+  return it == expectedHandles().end() ? std::vector<double>() : it->second;
+}
 
 qvsvDiagnosticImpl* createWithHandles(const std::string& id, const std::vector<double>& handles) {
   return qvsvCreateDiagnosticFromIdAndMsg(handles.data(), static_cast<int>(handles.size()), id.c_str(), u"message");
@@ -74,30 +80,43 @@ double* positionsOf(qvsvObjectIterator first, qvsvObjectIterator last, int& coun
 
 void ignoreHandles(qvsvDiagnosticImpl*, double*, int) {}
 
-// Each item is the expected one at its place, with its handles and cause, or
-// the out-of-memory item that stands in for it.
-void checkItems(qvsvDiagnosticImpl* diag, const std::vector<std::string>& expected, Outcome& outcome) {
+// An expected item: its identifier and the items of its cause.
+struct Expected {
+  std::string id;
+  std::vector<Expected> causes;
+};
+
+// Each item is the expected one at its place, with its handles and causes,
+// or the out-of-memory item that stands in for it.
+void checkItems(qvsvDiagnosticImpl* diag, const std::vector<Expected>& expected, Outcome& outcome,
+                bool withHandles = true) {
   ASSERT_NE(diag, nullptr);
   ASSERT_EQ(diag->count(), expected.size());
   std::size_t i = 0;
   for (const qvsvDiagnosticItem* item : diag->items()) {
-    const std::string& want = expected[i++];
-    SCOPED_TRACE(want);
+    const Expected& want = expected[i++];
+    SCOPED_TRACE(want.id);
     if (item->identifier == kOutOfMemoryId) {
       // Handles set after the failure may stay with it; a cause may not.
       ++outcome.outOfMemoryMarks;
       EXPECT_EQ(item->cause, nullptr);
       continue;
     }
-    EXPECT_EQ(item->identifier, want);
-    EXPECT_EQ(std::vector<double>(item->handles, item->handles + item->numHandles), handlesFor(want));
-    if (want == "Sweep:1") {
-      checkItems(item->cause, {"Sweep:cause"}, outcome);
-    } else {
+    EXPECT_EQ(item->identifier, want.id);
+    if (withHandles) {
+      EXPECT_EQ(std::vector<double>(item->handles, item->handles + item->numHandles), handlesFor(want.id));
+    }
+    if (want.causes.empty()) {
       EXPECT_EQ(item->cause, nullptr);
+    } else {
+      checkItems(item->cause, want.causes, outcome, withHandles);
     }
   }
 }
+
+// --- The queue: items with handles, a cause, converted handles, duplication,
+// merging at the front, replacement, metadata and a report whose listener
+// duplicates the queue. ---
 
 void queueScenario(Outcome& outcome) {
   qvsvDiagnosticImpl* queue = nullptr;
@@ -121,8 +140,10 @@ void queueScenario(Outcome& outcome) {
   qvsvReplaceLastDiagnostic(queue, replacement);
   qvsv::SetMetaDataToLastDiagnostic(queue, u"sweep", qvsvArgumentValue(std::int64_t{1}));
 
-  const std::vector<std::string> expected = {"Sweep:0", "Sweep:1", "Sweep:2", "Sweep:3", "Sweep:converted",
-                                             "Sweep:0", "Sweep:1", "Sweep:2", "Sweep:3", "Sweep:replacement"};
+  const Expected withCause = {"Sweep:1", {{"Sweep:cause", {}}}};
+  const std::vector<Expected> expected = {{"Sweep:0", {}}, withCause, {"Sweep:2", {}}, {"Sweep:3", {}},
+                                          {"Sweep:converted", {}}, {"Sweep:0", {}}, withCause, {"Sweep:2", {}},
+                                          {"Sweep:3", {}}, {"Sweep:replacement", {}}};
   checkItems(queue, expected, outcome);
   EXPECT_NE(qvsv::GetMetaDataFromLastDiagnostic(queue, u"sweep"), nullptr);
 
@@ -151,10 +172,109 @@ void tlStyleScenario(Outcome& outcome) {
   }
 }
 
+// --- Renderings of a diagnostic with a cause; the C string form promises
+// tessel::OutOfMemory when its block cannot be had. ---
+void renderingScenario(Outcome& outcome) {
+  qvsvDiagnosticImpl* diag = createWithHandles("Sweep:render", handlesFor("Sweep:render"));
+  qvsvDiagnosticImpl* cause = qvsvCreateDiagnosticFromIdAndMsg("Sweep:renderCause", u"caf\u00e9 <b>cause</b>");
+  qvsvAddCauseToLastDiagnosticItem(diag, cause);
+  qvsvDiscardDiagnostic(cause);
+  qvsvConcatenateDiagnostics(diag, qvsvCreateDiagnosticFromIdAndMsg("Sweep:renderSecond", u"second"), false);
+  checkItems(diag, {{"Sweep:render", {{"Sweep:renderCause", {}}}}, {"Sweep:renderSecond", {}}}, outcome);
+
+  const std::u16string formatted = qvsvSerializeToFormattedUStringCreate(diag, true, u"> ");
+  try {
+    char* text = qvsvSerializeToFormattedStringCreate(diag, true, "> ");
+    EXPECT_EQ(std::string(text), ConvertUStringToStdString(formatted));
+    utFree(text);
+  } catch (const tessel::OutOfMemory&) {
+    ++outcome.outOfMemoryMarks;
+  }
+  EXPECT_NE(qvsvSerializeToHTMLCreate(diag, true).find(u"second"), std::u16string::npos);
+  const std::string plain = qvsvSerializeDiagnosticAsPlainString(diag);
+  EXPECT_EQ(diag, nullptr);
+  EXPECT_NE(plain.find("ID:     Sweep:renderSecond"), std::string::npos);
+}
+
+// --- The XML forms written and restored. A restore that fails shows as its
+// error diagnostic, or as the out-of-memory diagnostic when not even the
+// reader could be made. ---
+
+// Identifiers and messages of the tree, one line per item.
+std::string summary(qvsvDiagnosticImpl* diag, const std::string& indent = std::string()) {
+  std::string out;
+  if (diag == nullptr) return out;
+  for (const qvsvDiagnosticItem* item : diag->items()) {
+    out += indent + item->identifier + ": " + ConvertUStringToStdString(item->message) + "\n";
+    out += summary(item->cause, indent + "  ");
+  }
+  return out;
+}
+
+// True (and counted) when the restore failed as it promises to.
+bool restoreFailed(qvsvDiagnosticImpl* restored, Outcome& outcome) {
+  if (qvsvCheckDiagnosticForMessageIdentifier(restored, kOutOfMemoryId, 0)) {
+    ++outcome.outOfMemoryMarks;
+    return true;
+  }
+  if (!qvsvCheckDiagnosticForMessageIdentifier(restored, "QVSV_DIAGNOSTIC:RESTORE_DIAGNOSTIC_ERROR", 0)) return false;
+  EXPECT_TRUE(qvsvCheckDiagnosticForMessageIdentifier(qvsvGetCauseFromDiagnosticItem(restored, 0),
+                                                      "QVSV_SERVICES:ExpatParserError", 0));
+  ++outcome.outOfMemoryMarks;
+  return true;
+}
+
+void xmlScenario(Outcome& outcome) {
+  qvsvDiagnosticImpl* diag = createWithHandles("Sweep:xml", handlesFor("Sweep:xml"));
+  qvsvDiagnosticImpl* cause = qvsvCreateDiagnosticFromIdAndMsg("Sweep:xmlCause", u"caf\u00e9 & <cause> ]]>");
+  qvsvAddCauseToLastDiagnosticItem(diag, cause);
+  qvsvDiscardDiagnostic(cause);
+  qvsvConcatenateDiagnostics(diag, qvsvCreateDiagnosticFromIdAndMsg("Sweep:xmlSecond", u"second"), false);
+  checkItems(diag, {{"Sweep:xml", {{"Sweep:xmlCause", {}}}}, {"Sweep:xmlSecond", {}}}, outcome);
+
+  const std::string written = summary(diag);
+  qvsvDiagnosticImpl* restored = qvsvRestoreDiagnosticFromXMLFragment(qvsvSerializeDiagnosticAsXMLString(diag).c_str());
+  if (!restoreFailed(restored, outcome)) {
+    EXPECT_EQ(summary(restored), written);
+  }
+  qvsvDiscardDiagnostic(restored);
+
+  qvsvDiagnosticImpl* withArguments = qvsvCreateDiagnostic(
+      resource_core::BaseMsgID("QVSV_TEST:extra", "Pair", {std::u16string(u"caf\u00e9"), std::string("x")}), "");
+  const qvsvArgumentVector arguments = qvsvGetArgumentsFromLastDiagnostic(withArguments);
+  const std::string argumentForm = qvsvSerializeDiagnosticAsXMLStringWithArguments(withArguments);
+  qvsvDiscardDiagnostic(withArguments);
+  restored = qvsvRestoreDiagnosticFromXMLFragment(argumentForm.c_str());
+  if (!restoreFailed(restored, outcome)) {
+    EXPECT_EQ(summary(restored), "QVSV_TEST:extra:Pair: first caf\u00e9, second x\n");
+    EXPECT_EQ(qvsvGetArgumentsFromLastDiagnostic(restored), arguments);
+  }
+  qvsvDiscardDiagnostic(restored);
+}
+
+// --- Duplicated wide strings: null when the copy cannot be made. ---
+void duplicatedStringsScenario(Outcome& outcome) {
+  for (const std::u16string text : {u"", u"abc", u"caf\u00e9 and more"}) {
+    char16_t* copy = qvsvStrdup(text.c_str());
+    char16_t* prefix = qvsvStrndup(text.c_str(), 2);
+    for (auto [result, expected] : {std::pair(copy, text), std::pair(prefix, text.substr(0, 2))}) {
+      if (result == nullptr) {
+        ++outcome.outOfMemoryMarks;
+      } else {
+        EXPECT_EQ(std::u16string(result), expected);
+      }
+      utFree(result);
+    }
+  }
+}
+
 const std::vector<Scenario>& scenarios() {
   static const std::vector<Scenario> all = {
       {"QueueWithHandles", queueScenario},
       {"TLStyleIdentifier", tlStyleScenario},
+      {"Renderings", renderingScenario},
+      {"XmlForms", xmlScenario},
+      {"DuplicatedStrings", duplicatedStringsScenario},
   };
   return all;
 }
@@ -207,6 +327,7 @@ TEST_P(OutOfMemorySweep, SurvivesEveryFailurePointOfEveryTester) {
   const Scenario& scenario = GetParam();
   qvsv::ScopedExceptionTesting failing(1);
   int points = 0;
+  std::string perTester;
   for (const char* name : qvsv::fault::kLibraryTesters) {
     QVSV_ExceptionTester* t = tester(name);
     const int calls = countCalls(scenario, t);
@@ -219,8 +340,9 @@ TEST_P(OutOfMemorySweep, SurvivesEveryFailurePointOfEveryTester) {
     }
     t->resetIterationToSkip();
     points += calls;
+    if (calls > 0) perTester += std::string(perTester.empty() ? "" : ", ") + name + " " + std::to_string(calls);
   }
-  std::printf("[  sweep   ] %s: %d failure points\n", scenario.name, points);
+  std::printf("[  sweep   ] %s: %d failure points (%s)\n", scenario.name, points, perTester.c_str());
 }
 
 INSTANTIATE_TEST_SUITE_P(Library, OutOfMemorySweep, ::testing::ValuesIn(scenarios()),

@@ -7,6 +7,7 @@
 #include <source_location>
 
 #include "qv_services/fault_injection.hpp"
+#include "tessel/foundation.hpp"
 #include "tessel/ut.hpp"
 
 namespace qvsv::detail {
@@ -21,6 +22,14 @@ inline void* TestedCalloc(const char* tester, std::size_t count, std::size_t siz
                           std::source_location where = std::source_location::current()) {
   return qvsvCalloc_DEBUG_DONT_USE_IT(utCalloc, count, size, tester, where.file_name(), where.function_name(),
                                       static_cast<int>(where.line()));
+}
+
+// Like utMallocWithCheck: throws tessel::OutOfMemory instead of returning null.
+inline void* TestedMallocWithCheck(const char* tester, std::size_t size,
+                                   std::source_location where = std::source_location::current()) {
+  void* block = TestedMalloc(tester, size, where);
+  if (block == nullptr) throw tessel::OutOfMemory();
+  return block;
 }
 
 // Like utRealloc: on failure the block is left as it was.
