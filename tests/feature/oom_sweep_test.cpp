@@ -10,8 +10,8 @@
 #include <cstdio>
 #include <functional>
 #include <map>
-#include <ostream>
 #include <memory>
+#include <ostream>
 #include <string>
 #include <vector>
 
@@ -174,13 +174,19 @@ void tlStyleScenario(Outcome& outcome) {
 
 // --- Renderings of a diagnostic with a cause; the C string form promises
 // tessel::OutOfMemory when its block cannot be had. ---
-void renderingScenario(Outcome& outcome) {
-  qvsvDiagnosticImpl* diag = createWithHandles("Sweep:render", handlesFor("Sweep:render"));
-  qvsvDiagnosticImpl* cause = qvsvCreateDiagnosticFromIdAndMsg("Sweep:renderCause", u"caf\u00e9 <b>cause</b>");
+// id (with its handles) caused by id + "Cause", then id + "Second", checked.
+qvsvDiagnosticImpl* treeWithCause(const std::string& id, const std::u16string& causeMessage, Outcome& outcome) {
+  qvsvDiagnosticImpl* diag = createWithHandles(id, handlesFor(id));
+  qvsvDiagnosticImpl* cause = qvsvCreateDiagnosticFromIdAndMsg((id + "Cause").c_str(), causeMessage);
   qvsvAddCauseToLastDiagnosticItem(diag, cause);
   qvsvDiscardDiagnostic(cause);
-  qvsvConcatenateDiagnostics(diag, qvsvCreateDiagnosticFromIdAndMsg("Sweep:renderSecond", u"second"), false);
-  checkItems(diag, {{"Sweep:render", {{"Sweep:renderCause", {}}}}, {"Sweep:renderSecond", {}}}, outcome);
+  qvsvConcatenateDiagnostics(diag, qvsvCreateDiagnosticFromIdAndMsg((id + "Second").c_str(), u"second"), false);
+  checkItems(diag, {{id, {{id + "Cause", {}}}}, {id + "Second", {}}}, outcome);
+  return diag;
+}
+
+void renderingScenario(Outcome& outcome) {
+  qvsvDiagnosticImpl* diag = treeWithCause("Sweep:render", u"caf\u00e9 <b>cause</b>", outcome);
 
   const std::u16string formatted = qvsvSerializeToFormattedUStringCreate(diag, true, u"> ");
   try {
@@ -225,12 +231,7 @@ bool restoreFailed(qvsvDiagnosticImpl* restored, Outcome& outcome) {
 }
 
 void xmlScenario(Outcome& outcome) {
-  qvsvDiagnosticImpl* diag = createWithHandles("Sweep:xml", handlesFor("Sweep:xml"));
-  qvsvDiagnosticImpl* cause = qvsvCreateDiagnosticFromIdAndMsg("Sweep:xmlCause", u"caf\u00e9 & <cause> ]]>");
-  qvsvAddCauseToLastDiagnosticItem(diag, cause);
-  qvsvDiscardDiagnostic(cause);
-  qvsvConcatenateDiagnostics(diag, qvsvCreateDiagnosticFromIdAndMsg("Sweep:xmlSecond", u"second"), false);
-  checkItems(diag, {{"Sweep:xml", {{"Sweep:xmlCause", {}}}}, {"Sweep:xmlSecond", {}}}, outcome);
+  qvsvDiagnosticImpl* diag = treeWithCause("Sweep:xml", u"caf\u00e9 & <cause> ]]>", outcome);
 
   const std::string written = summary(diag);
   qvsvDiagnosticImpl* restored = qvsvRestoreDiagnosticFromXMLFragment(qvsvSerializeDiagnosticAsXMLString(diag).c_str());

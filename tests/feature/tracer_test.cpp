@@ -42,28 +42,19 @@ class Tracer : public ::testing::Test {
   }
 };
 
-TEST_F(Tracer, MadeWhileOffRecordsNothingEvenIfSwitchedOnBeforeItDies) {
+TEST_F(Tracer, WhatCountsIsWhetherTracingWasOnWhenTheTracerWasMade) {
   {
-    QvTracer tracer("madeOff");
+    QvTracer madeOff("madeOff");
     QvTracerSetOn();
-    spin();
-  }
-  EXPECT_FALSE(has("madeOff"));
-  EXPECT_TRUE(QvTracerIsOn());
-}
-
-TEST_F(Tracer, MadeWhileOnRecordsEvenIfSwitchedOffBeforeItDies) {
-  QvTracerSetOn();
-  {
-    QvTracer tracer("madeOn");
+    QvTracer madeOn("madeOn");
     QvTracerSetOff();
     spin();
   }
+  EXPECT_FALSE(has("madeOff"));
   const QvTracerStats s = stat("madeOn");
   EXPECT_EQ(s.calls, 1u);
   EXPECT_GT(s.last, 0);
   EXPECT_EQ(s.totalTime, s.last);
-  EXPECT_EQ(s.leakCount, 1u);
   EXPECT_FALSE(s.active);
 }
 
@@ -100,7 +91,7 @@ TEST_F(Tracer, ClearWhileMeasuringRecreatesTheEntryWithOneCall) {
   EXPECT_EQ(stat("cleared").calls, 1u);
 }
 
-TEST_F(Tracer, RunningVarianceOfKnownSpans) {
+TEST_F(Tracer, RunningVarianceAndWrappingTotalOfKnownSpans) {
   RecordTracerSpanForTesting("v", 10);
   EXPECT_EQ(stat("v").variance, 0.0) << "one measurement has no spread";
   RecordTracerSpanForTesting("v", 20);
@@ -111,14 +102,11 @@ TEST_F(Tracer, RunningVarianceOfKnownSpans) {
   EXPECT_EQ(s.totalTime, 60);
   EXPECT_EQ(s.calls, 3u);
   EXPECT_EQ(s.last, 30);
-  EXPECT_EQ(s.leak, 0);
   EXPECT_EQ(s.leakCount, 3u);
-}
 
-TEST_F(Tracer, TotalTimeWrapsAt32Bits) {
   RecordTracerSpanForTesting("wrap", INT_MAX);
   RecordTracerSpanForTesting("wrap", 1);
-  EXPECT_EQ(stat("wrap").totalTime, INT_MIN);
+  EXPECT_EQ(stat("wrap").totalTime, INT_MIN) << "the 32-bit total wraps";
 }
 
 TEST_F(Tracer, PrintedReportHasTheLabelsAndSecondsPerName) {
@@ -153,10 +141,6 @@ TEST_F(Tracer, NameStillMeasuringPrintsZeroPerCall) {
   EXPECT_NE(text.find(" leak/call: 0\n"), std::string::npos) << text;
 }
 
-TEST_F(Tracer, EmptyReportHasOnlyTheFrame) {
-  EXPECT_EQ(printed(), "--- Profiling Statistics ---\n--- End of Profiling Statistics ---\n\n");
-}
-
 TEST_F(Tracer, JsonHasOneObjectPerNameInNameOrder) {
   QvTracerStatMap stats;
   stats["z"] = QvTracerStats{30, 2, 25.0, 20, 0, 2, false};
@@ -167,13 +151,6 @@ TEST_F(Tracer, JsonHasOneObjectPerNameInNameOrder) {
             "  {\"name\":\"z\",\"calls\":2,\"total_ns\":30,\"mean_ns\":15,\"stddev_ns\":5}\n"
             "]");
   EXPECT_EQ(QvTracerStatToJson({}), "[]");
-}
-
-TEST_F(Tracer, JsonOfTheLiveStatisticsMatchesTheMap) {
-  RecordTracerSpanForTesting("live", 1);
-  RecordTracerSpanForTesting("live", 2);
-  EXPECT_EQ(QvTracerGetStatJson(), QvTracerStatToJson(QvTracerGetStat()));
-  EXPECT_NE(QvTracerGetStatJson().find("\"mean_ns\":1.5,"), std::string::npos);
 }
 
 class TracerHostEntry : public Tracer {
@@ -188,6 +165,11 @@ class TracerHostEntry : public Tracer {
 };
 
 TEST_F(TracerHostEntry, StructArrayHasFourFieldsAndWholeMilliseconds) {
+  txArray* empty = fetch();
+  EXPECT_EQ(txGetN(empty), 0u);
+  EXPECT_EQ(txGetNumberOfFields(empty), 4);
+  txDestroyArray(empty);
+
   RecordTracerSpanForTesting("slow", 2999999);
   RecordTracerSpanForTesting("slow", 1);
   RecordTracerSpanForTesting("fast", 999999);
@@ -212,14 +194,6 @@ TEST_F(TracerHostEntry, StructArrayHasFourFieldsAndWholeMilliseconds) {
     EXPECT_EQ(txGetScalar(txGetField(report, i, "time")), rows[i].time);
     EXPECT_EQ(txGetScalar(txGetField(report, i, "leak")), 0.0);
   }
-  txDestroyArray(report);
-}
-
-TEST_F(TracerHostEntry, NoStatisticsGiveAnEmptyRowWithTheFields) {
-  txArray* report = fetch();
-  EXPECT_EQ(txGetM(report), 1u);
-  EXPECT_EQ(txGetN(report), 0u);
-  EXPECT_EQ(txGetNumberOfFields(report), 4);
   txDestroyArray(report);
 }
 
