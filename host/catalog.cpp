@@ -45,6 +45,9 @@ class CatalogRegistry {
     const std::string path = directory + '\x1f' + locale;
     auto it = bundles_.find(path);
     if (it == bundles_.end()) {
+      // Identifiers can come from documents of other processes: the cache of
+      // (mostly failed) opens must not grow without bound.
+      if (bundles_.size() >= kMaxCachedBundles) bundles_.clear();
       UErrorCode status = U_ZERO_ERROR;
       UResourceBundle* opened = ures_openDirect(directory.c_str(), locale.c_str(), &status);
       Bundle held;
@@ -110,6 +113,7 @@ class CatalogRegistry {
     return folder;
   }
 
+  static constexpr std::size_t kMaxCachedBundles = 4096;
   std::mutex mutex_;
   std::vector<std::string> added_;
   std::map<std::string, Bundle> bundles_;
