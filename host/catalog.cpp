@@ -99,16 +99,16 @@ class CatalogRegistry {
   }
 
  private:
-  // share/qv_services/resources beside the lib/ folder that holds this library;
-  // the build tree has the same layout as an installation.
+  // The catalogues installed with this library, found relative to the
+  // library's own file; the build tree has the same layout as an installation.
   static std::string installedFolder() {
     static const std::string folder = [] {
       Dl_info info{};
       if (dladdr(reinterpret_cast<void*>(&ReloadCatalogs), &info) == 0 || info.dli_fname == nullptr) {
-        return std::string("share/qv_services/resources");
+        return std::string(TESSEL_CATALOGS_FROM_LIB);
       }
       const std::filesystem::path lib = std::filesystem::absolute(info.dli_fname).parent_path();
-      return (lib.parent_path() / "share" / "qv_services" / "resources").lexically_normal().string();
+      return (lib / TESSEL_CATALOGS_FROM_LIB).lexically_normal().string();
     }();
     return folder;
   }
