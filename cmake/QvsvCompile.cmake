@@ -24,6 +24,12 @@ if(_qvsv_san)
   add_link_options(${_qvsv_san})
 endif()
 
+# The fuzz build instruments all of the project's code for coverage, so that
+# the fuzzer sees its way through the library and not only the target.
+if(QVSV_BUILD_FUZZ)
+  add_compile_options(-fsanitize=fuzzer-no-link)
+endif()
+
 # qvsv_add_test_suite(<name> SOURCES ... [LIBS ...])
 # One GoogleTest executable per area, discovered by CTest.
 function(qvsv_add_test_suite name)

@@ -45,6 +45,9 @@ class CatalogRegistry {
     const std::string path = directory + '\x1f' + locale;
     auto it = bundles_.find(path);
     if (it == bundles_.end()) {
+      // Identifiers can come from documents of other processes: the cache of
+      // (mostly failed) opens must not grow without bound.
+      if (bundles_.size() >= kMaxCachedBundles) bundles_.clear();
       UErrorCode status = U_ZERO_ERROR;
       UResourceBundle* opened = ures_openDirect(directory.c_str(), locale.c_str(), &status);
       Bundle held;
@@ -96,20 +99,21 @@ class CatalogRegistry {
   }
 
  private:
-  // share/qv_services/resources beside the lib/ folder that holds this library;
-  // the build tree has the same layout as an installation.
+  // The catalogues installed with this library, found relative to the
+  // library's own file; the build tree has the same layout as an installation.
   static std::string installedFolder() {
     static const std::string folder = [] {
       Dl_info info{};
       if (dladdr(reinterpret_cast<void*>(&ReloadCatalogs), &info) == 0 || info.dli_fname == nullptr) {
-        return std::string("share/qv_services/resources");
+        return std::string(TESSEL_CATALOGS_FROM_LIB);
       }
       const std::filesystem::path lib = std::filesystem::absolute(info.dli_fname).parent_path();
-      return (lib.parent_path() / "share" / "qv_services" / "resources").lexically_normal().string();
+      return (lib / TESSEL_CATALOGS_FROM_LIB).lexically_normal().string();
     }();
     return folder;
   }
 
+  static constexpr std::size_t kMaxCachedBundles = 4096;
   std::mutex mutex_;
   std::vector<std::string> added_;
   std::map<std::string, Bundle> bundles_;

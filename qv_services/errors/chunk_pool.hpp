@@ -44,14 +44,24 @@ class ChunkPool {
     return nullptr;  // unreachable: the block was listed as having a free chunk
   }
 
-  void deallocate(void* chunk) {
+  // Returns a chunk handed out by this pool; false (and nothing done) for an
+  // address that is not a live chunk of this pool.
+  bool tryDeallocate(void* chunk) {
     const std::size_t blockIndex = blockOf(chunk);
+    if (blockIndex == kNone) return false;
     Block& block = blocks_[blockIndex];
-    const auto slot = static_cast<std::size_t>(static_cast<std::byte*>(chunk) - block.base) / chunkSize_;
-    block.free[slot / 64] |= std::uint64_t{1} << (slot % 64);
+    const auto offset = static_cast<std::size_t>(static_cast<std::byte*>(chunk) - block.base);
+    const std::size_t slot = offset / chunkSize_;
+    const std::uint64_t bit = std::uint64_t{1} << (slot % 64);
+    if (offset % chunkSize_ != 0 || (block.free[slot / 64] & bit) != 0) return false;
+    block.free[slot / 64] |= bit;
     if (block.freeCount++ == 0) setBit(blocksWithFree_, blockIndex);
+    if (blockIndex < lowestWithFree_) lowestWithFree_ = blockIndex;
     --live_;
+    return true;
   }
+
+  void deallocate(void* chunk) { tryDeallocate(chunk); }
 
   // True when the address is a chunk of this pool that is handed out.
   bool ownsLive(const void* chunk) const {
@@ -98,22 +108,33 @@ class ChunkPool {
     bits[i / 64] &= ~(std::uint64_t{1} << (i % 64));
   }
 
-  std::size_t firstBlockWithFree() const {
-    for (std::size_t w = 0; w < blocksWithFree_.size(); ++w) {
-      if (blocksWithFree_[w] != 0) return w * 64 + static_cast<std::size_t>(std::countr_zero(blocksWithFree_[w]));
+  // Starts at the lowest block that may have a free chunk (kept as a hint,
+  // lowered on every return), so a run of full blocks is passed over once.
+  std::size_t firstBlockWithFree() {
+    for (std::size_t w = lowestWithFree_ / 64; w < blocksWithFree_.size(); ++w) {
+      if (blocksWithFree_[w] != 0) {
+        lowestWithFree_ = w * 64 + static_cast<std::size_t>(std::countr_zero(blocksWithFree_[w]));
+        return lowestWithFree_;
+      }
     }
+    lowestWithFree_ = blocks_.size();
     return kNone;
   }
 
   std::size_t blockOf(const void* chunk) const {
     const auto* p = static_cast<const std::byte*>(chunk);
     const std::size_t blockBytes = chunkSize_ * kChunksPerBlock;
+    // Most programs live in one block; try the last one found first.
+    if (lastBlock_ < blocks_.size() && p >= blocks_[lastBlock_].base && p < blocks_[lastBlock_].base + blockBytes) {
+      return lastBlock_;
+    }
     auto it = std::upper_bound(blocks_.begin(), blocks_.end(), p,
                                [](const std::byte* q, const Block& b) { return q < b.base; });
     if (it == blocks_.begin()) return kNone;
     --it;
     if (p >= it->base + blockBytes) return kNone;
-    return static_cast<std::size_t>(it - blocks_.begin());
+    lastBlock_ = static_cast<std::size_t>(it - blocks_.begin());
+    return lastBlock_;
   }
 
   // Inserts a block at its address-ordered place; the free-block bitmap is
@@ -131,6 +152,8 @@ class ChunkPool {
     for (std::size_t i = 0; i < blocks_.size(); ++i) {
       if (blocks_[i].freeCount != 0) setBit(blocksWithFree_, i);
     }
+    lowestWithFree_ = std::min(lowestWithFree_, index);
+    lastBlock_ = index;
     return index;
   }
 
@@ -138,6 +161,8 @@ class ChunkPool {
   std::size_t chunkAlign_;
   std::vector<Block> blocks_;
   std::vector<std::uint64_t> blocksWithFree_;
+  std::size_t lowestWithFree_ = 0;
+  mutable std::size_t lastBlock_ = 0;
   std::size_t live_ = 0;
 };
 

@@ -130,11 +130,7 @@ void* qvsvDiagnosticImpl::operator new(std::size_t size) {
 
 void qvsvDiagnosticImpl::operator delete(void* block, std::size_t size) {
   if (block == nullptr) return;
-  if (size == sizeof(qvsvDiagnosticImpl) && DiagnosticPool().ownsLive(block)) {
-    DiagnosticPool().deallocate(block);
-  } else {
-    ::operator delete(block);
-  }
+  if (size != sizeof(qvsvDiagnosticImpl) || !DiagnosticPool().tryDeallocate(block)) ::operator delete(block);
 }
 
 qvsvDiagnosticImpl* qvsvObtainDiagnostic() {

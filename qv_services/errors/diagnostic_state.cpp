@@ -11,16 +11,6 @@
 
 namespace qvsv::detail {
 
-ChunkPool& DiagnosticPool() {
-  static ChunkPool* pool = new ChunkPool(sizeof(qvsvDiagnosticImpl), alignof(qvsvDiagnosticImpl));
-  return *pool;
-}
-
-ChunkPool& ItemPool() {
-  static ChunkPool* pool = new ChunkPool(sizeof(qvsvDiagnosticItem), alignof(qvsvDiagnosticItem));
-  return *pool;
-}
-
 std::set<qvsvDiagnosticImpl*>& ReusableDiagnostics() {
   static std::set<qvsvDiagnosticImpl*>* reusable = new std::set<qvsvDiagnosticImpl*>;
   return *reusable;

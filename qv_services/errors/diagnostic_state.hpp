@@ -12,9 +12,17 @@
 namespace qvsv::detail {
 
 // The pools live for the whole process (never destroyed, so that diagnostics
-// released during static destruction still find them).
-ChunkPool& DiagnosticPool();
-ChunkPool& ItemPool();
+// released during static destruction still find them). Inline: they sit on
+// the path of every new and delete of a diagnostic or item.
+inline ChunkPool& DiagnosticPool() {
+  static ChunkPool* pool = new ChunkPool(sizeof(qvsvDiagnosticImpl), alignof(qvsvDiagnosticImpl));
+  return *pool;
+}
+
+inline ChunkPool& ItemPool() {
+  static ChunkPool* pool = new ChunkPool(sizeof(qvsvDiagnosticItem), alignof(qvsvDiagnosticItem));
+  return *pool;
+}
 
 // Live pooled diagnostics whose reusable mark is set, in address order.
 std::set<qvsvDiagnosticImpl*>& ReusableDiagnostics();

@@ -90,11 +90,7 @@ void* qvsvDiagnosticItem::operator new(std::size_t size) {
 
 void qvsvDiagnosticItem::operator delete(void* block, std::size_t size) {
   if (block == nullptr) return;
-  if (qvsv::detail::ItemPool().ownsLive(block)) {
-    qvsv::detail::ItemPool().deallocate(block);
-  } else {
-    ::operator delete(block);
-  }
+  if (size != sizeof(qvsvDiagnosticItem) || !qvsv::detail::ItemPool().tryDeallocate(block)) ::operator delete(block);
 }
 
 namespace {

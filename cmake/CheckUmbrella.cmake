@@ -1,0 +1,17 @@
+# cmake -DINCLUDE_DIR=<include> -P CheckUmbrella.cmake
+# Fails when qv_services/qv_services.hpp does not include every exported header.
+file(READ ${INCLUDE_DIR}/qv_services/qv_services.hpp _umbrella)
+file(GLOB _headers RELATIVE ${INCLUDE_DIR} ${INCLUDE_DIR}/qv_services/*.hpp ${INCLUDE_DIR}/tessel/*.hpp)
+set(_missing)
+foreach(_header IN LISTS _headers)
+  if(NOT _header STREQUAL "qv_services/qv_services.hpp")
+    string(FIND "${_umbrella}" "#include \"${_header}\"" _at)
+    if(_at EQUAL -1)
+      list(APPEND _missing ${_header})
+    endif()
+  endif()
+endforeach()
+if(_missing)
+  message(FATAL_ERROR "qv_services/qv_services.hpp does not include: ${_missing}")
+endif()
+message(STATUS "the umbrella header includes every exported header")

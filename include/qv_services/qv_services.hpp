@@ -1,0 +1,28 @@
+// Every exported header of qv_services and of its embedded host, for
+// programs that want the whole interface in one include.
+#pragma once
+
+#include "qv_services/conversions.hpp"
+#include "qv_services/diagnostic.hpp"
+#include "qv_services/diagnostic_creation.hpp"
+#include "qv_services/error_queue.hpp"
+#include "qv_services/except.hpp"
+#include "qv_services/export.hpp"
+#include "qv_services/feature.hpp"
+#include "qv_services/listeners.hpp"
+#include "qv_services/module.hpp"
+#include "qv_services/regexp.hpp"
+#include "qv_services/renderings.hpp"
+#include "qv_services/reporting.hpp"
+#include "qv_services/testing_hook.hpp"
+#include "qv_services/wide_string.hpp"
+#include "qv_services/xml_form.hpp"
+#include "tessel/array.hpp"
+#include "tessel/catalog.hpp"
+#include "tessel/console.hpp"
+#include "tessel/display.hpp"
+#include "tessel/export.hpp"
+#include "tessel/foundation.hpp"
+#include "tessel/interpreter.hpp"
+#include "tessel/module.hpp"
+#include "tessel/ut.hpp"
