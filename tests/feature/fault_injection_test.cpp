@@ -65,7 +65,11 @@ TEST_P(FiringPattern, EveryCallAfterSkipPassingCallsFails) {
 
 INSTANTIATE_TEST_SUITE_P(FaultInjection, FiringPattern,
                          ::testing::Values(Pattern{0, {1, 2, 3, 4, 5, 6, 7, 8, 9, 10}}, Pattern{2, {3, 6, 9}},
-                                           Pattern{4, {5, 10}}, Pattern{10, {}}, Pattern{-1, {}}));
+                                           Pattern{4, {5, 10}}, Pattern{10, {}}, Pattern{-1, {}}),
+                         [](const auto& info) {
+                           const int skip = info.param.skip;
+                           return skip < 0 ? std::string("NegativeSkip") : "Skip" + std::to_string(skip);
+                         });
 
 TEST_F(FaultInjection, NegativeSkipNeitherChangesTheSkipNorEnables) {
   ScopedExceptionTesting failing(1);
