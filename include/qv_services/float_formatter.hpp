@@ -212,6 +212,7 @@ class QVSV_API QvfrgFltToAscii {
 
   // The shared steps of the writers above (float_formatter.cpp).
   void setPrecisionFormats(const char* const* formats);
+  bool readsBackLiterally(double v, bool single, const char* text) const;
   void writeCompact(char* const dst, double v, bool single, int firstSlot, int fallbackSlot) const;
   void writeSaveVars(char* const dst, double v, bool single) const;
   void appendSingleSuffix(char* const dst) const;

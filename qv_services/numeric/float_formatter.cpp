@@ -348,40 +348,32 @@ void QvfrgFltToAscii::writeSingleFltToLegacy(char* const dst, float v) const { w
 
 namespace {
 
-// The outcome of the round-trip procedure: the conversion chosen and the
-// rounding it writes, or, when the C library did the work, no conversion and
-// the untrimmed text in the work buffer.
-struct RoundTrip {
-  const PrintfConversion* conversion = nullptr;
-  Significand rounded;
-};
-
 // The first try and, when its text does not read back (through both parsers,
-// as the value's own type), the fallback. The emulation needs the C library in
-// its plain state and both conversions emulated; otherwise the C library
-// writes and `readsBack(text)` runs the formatter's own round-trip test.
+// as the value's own type), the fallback, written into `work`, trimmed when
+// `trim` is not null. The emulation needs the C library in its plain state and
+// both conversions emulated; otherwise the C library writes, `readsBack(text)`
+// runs the formatter's own round-trip test, and the text is left untrimmed:
+// the function returns whether `trim` was applied.
 template <typename ReadsBack>
-RoundTrip roundTrip(char* work, double v, bool single, const char* firstText, const PrintfConversion& first,
-                    const char* fallbackText, const PrintfConversion& fallback, const ReadsBack& readsBack) {
-  using qvsv::numeric::detail::RoundToSignificantDigits;
+bool roundTrip(char* work, double v, bool single, const char* firstText, const PrintfConversion& first,
+               const char* fallbackText, const PrintfConversion& fallback,
+               const qvsv::numeric::detail::TrimOptions* trim, const ReadsBack& readsBack) {
   if (first.kind == PrintfConversion::kEmulated && fallback.kind == PrintfConversion::kEmulated &&
       qvsv::numeric::detail::CLibraryMatchesEmulation()) {
-    const double magnitude = std::fabs(v);
-    bool back = false;
-    RoundTrip result{&first, {}};
-    if (single) {
-      result.rounded = RoundToSignificantDigits(magnitude, first.digits);
-      const double parsed = qvsv::numeric::detail::ParseSignificand(result.rounded, first.digits);
-      back = qvsv::numeric::detail::NarrowToSingle(parsed) == static_cast<float>(magnitude);
-    } else {
-      result.rounded = RoundToSignificantDigits(magnitude, first.digits, &back);
-    }
-    if (!back) result = RoundTrip{&fallback, RoundToSignificantDigits(magnitude, fallback.digits)};
-    return result;
+    qvsv::numeric::detail::WriteRoundTrip(work, v, single, first, fallback, trim);
+    return trim != nullptr;
   }
   formatWithCLibrary(work, firstText, v);
   if (!readsBack(work)) formatWithCLibrary(work, fallbackText, v);
-  return RoundTrip{};
+  return false;
+}
+
+// Whether the emulation's own trimming gives the bytes removeRedundantZeroDigits
+// would: it needs the '#' flag (a point in every text) and the exponent letter
+// that the trimming searches for.
+bool trimsLikeFormatter(const PrintfConversion& c, char exponentSymbol) {
+  const bool upper = c.conversion == 'G' || c.conversion == 'E';
+  return c.alternate && exponentSymbol == (upper ? 'E' : 'e');
 }
 
 }  // namespace
@@ -390,50 +382,49 @@ void QvfrgFltToAscii::writeCompact(char* const dst, double v, bool single, int f
   if (dst == nullptr) return;
   const int a = firstSlot - PRECISION_DOUBLE;
   const int b = fallbackSlot - PRECISION_DOUBLE;
+  const qvsv::numeric::detail::TrimOptions options{removeExtraZeroAfterSymbolE_, ensureBeingFloatingPoint_};
+  const bool direct = trimsLikeFormatter(conversions_[a], exponentSymbol_) &&
+                      trimsLikeFormatter(conversions_[b], exponentSymbol_);
   char work[kWorkSize];
-  const RoundTrip chosen = roundTrip(work, v, single, precisionFormats_[a], conversions_[a], precisionFormats_[b],
-                                     conversions_[b], [this, v, single](const char* text) {
-                                       return single ? isStrRepEqualToFloat(static_cast<float>(v), text)
-                                                     : isStrRepEqualToDouble(v, text);
-                                     });
-  if (const PrintfConversion* c = chosen.conversion) {
-    const bool upper = c->conversion == 'G' || c->conversion == 'E';
-    if (c->alternate && exponentSymbol_ == (upper ? 'E' : 'e')) {
-      // The usual case: compose the trimmed text directly.
-      qvsv::numeric::detail::WriteFiniteTrimmed(dst, *c, std::signbit(v), chosen.rounded,
-                                                removeExtraZeroAfterSymbolE_, ensureBeingFloatingPoint_);
-      return;
-    }
-    qvsv::numeric::detail::WriteFinite(work, *c, std::signbit(v), chosen.rounded);
-  }
-  removeRedundantZeroDigits(work);
-  copyOut(dst, work, kMaxSymbolLength);
+  // The usual case writes the trimmed text straight into the caller's buffer.
+  char* const out = direct ? dst : work;
+  const bool trimmed = roundTrip(out, v, single, precisionFormats_[a], conversions_[a], precisionFormats_[b],
+                                 conversions_[b], direct ? &options : nullptr, [this, v, single](const char* text) {
+                                   return readsBackLiterally(v, single, text);
+                                 });
+  if (trimmed) return;
+  removeRedundantZeroDigits(out);
+  if (out != dst) copyOut(dst, out, kMaxSymbolLength);
+}
+
+bool QvfrgFltToAscii::readsBackLiterally(double v, bool single, const char* text) const {
+  return single ? isStrRepEqualToFloat(static_cast<float>(v), text) : isStrRepEqualToDouble(v, text);
 }
 
 void QvfrgFltToAscii::writeDoubleFltDefaultCompact(char* const dst, double v) const {
-  if (dst == nullptr || writeNonfiniteFloatingPoint(dst, v)) return;
+  if (dst == nullptr || (isNonFinite(v) && writeNonfiniteFloatingPoint(dst, v))) return;
   writeCompact(dst, v, false, PRECISION_DOUBLE, PRECISION_DOUBLE_FALLBACK);
 }
 
 void QvfrgFltToAscii::writeSingleFltDefaultCompact(char* const dst, float v) const {
-  if (dst == nullptr || writeNonfiniteFloatingPoint(dst, v)) return;
+  if (dst == nullptr || (isNonFinite(v) && writeNonfiniteFloatingPoint(dst, v))) return;
   // The largest finite single keeps one digit more in its fallback on purpose.
   writeCompact(dst, v, true, PRECISION_SINGLE, std::fabs(v) == FLT_MAX ? PRECISION_SINGLE_MAX : PRECISION_SINGLE_FALLBACK);
 }
 
 void QvfrgFltToAscii::writeDoubleFltToExponentCompact(char* const dst, double v) const {
-  if (dst == nullptr || writeNonfiniteFloatingPoint(dst, v)) return;
+  if (dst == nullptr || (isNonFinite(v) && writeNonfiniteFloatingPoint(dst, v))) return;
   writeCompact(dst, v, false, PRECISION_DOUBLE_EXP, PRECISION_DOUBLE_EXP_FALLBACK);
 }
 
 void QvfrgFltToAscii::writeSingleFltToExponentCompact(char* const dst, float v) const {
-  if (dst == nullptr || writeNonfiniteFloatingPoint(dst, v)) return;
+  if (dst == nullptr || (isNonFinite(v) && writeNonfiniteFloatingPoint(dst, v))) return;
   writeCompact(dst, v, true, PRECISION_SINGLE_EXP,
                std::fabs(v) == FLT_MAX ? PRECISION_SINGLE_EXP_MAX : PRECISION_SINGLE_EXP_FALLBACK);
 }
 
 void QvfrgFltToAscii::writeDoubleFltFrgWeftConcise(char* const dst, double v) const {
-  if (dst == nullptr || writeNonfiniteFloatingPoint(dst, v)) return;
+  if (dst == nullptr || (isNonFinite(v) && writeNonfiniteFloatingPoint(dst, v))) return;
   if (std::fabs(v) < 1e6) {
     writeDoubleFltDefaultCompact(dst, v);
   } else {
@@ -479,14 +470,8 @@ void QvfrgFltToAscii::writeSaveVars(char* const dst, double v, bool single) cons
   const FixedFormat& first = formats[positional ? 0 : 2];
   const bool largest = single && !positional && std::fabs(v) == FLT_MAX;
   const FixedFormat& fallback = largest ? formats[4] : formats[positional ? 1 : 3];
-  const RoundTrip chosen = roundTrip(work, v, single, first.text, first.conversion, fallback.text,
-                                     fallback.conversion, [this, v, single](const char* text) {
-                                       return single ? isStrRepEqualToFloat(static_cast<float>(v), text)
-                                                     : isStrRepEqualToDouble(v, text);
-                                     });
-  if (chosen.conversion != nullptr) {
-    qvsv::numeric::detail::WriteFinite(work, *chosen.conversion, std::signbit(v), chosen.rounded);
-  }
+  roundTrip(work, v, single, first.text, first.conversion, fallback.text, fallback.conversion, nullptr,
+            [this, v, single](const char* text) { return readsBackLiterally(v, single, text); });
   // Fixed exponent letter; the slots, the exponent symbol and both trimming
   // settings do not apply here.
   if (char* e = std::strchr(work, 'E')) {
@@ -497,11 +482,11 @@ void QvfrgFltToAscii::writeSaveVars(char* const dst, double v, bool single) cons
 }
 
 void QvfrgFltToAscii::writeDoubleFltSaveVars(char* const dst, double v) const {
-  if (dst == nullptr || writeNonfiniteFloatingPoint(dst, v)) return;
+  if (dst == nullptr || (isNonFinite(v) && writeNonfiniteFloatingPoint(dst, v))) return;
   writeSaveVars(dst, v, false);
 }
 
 void QvfrgFltToAscii::writeSingleFltSaveVars(char* const dst, float v) const {
-  if (dst == nullptr || writeNonfiniteFloatingPoint(dst, v)) return;
+  if (dst == nullptr || (isNonFinite(v) && writeNonfiniteFloatingPoint(dst, v))) return;
   writeSaveVars(dst, v, true);
 }

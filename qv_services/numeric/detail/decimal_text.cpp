@@ -244,9 +244,11 @@ Window ScaleDown(std::uint64_t m, const PowerOfFive& p, int k) {
   return Window{(high << (64 - k)) | (w0 >> k), sticky, overflow};
 }
 
-}  // namespace
+constexpr int kNoGuess = std::numeric_limits<int>::min();
 
-bool RoundToSignificantDigitsFast(double magnitude, int count, Significand& out, ReadBack* readsBack) noexcept {
+// RoundToSignificantDigitsFast, starting from `guess` as the decimal exponent
+// when the caller knows it (kNoGuess otherwise).
+inline bool Round(double magnitude, int count, int guess, Significand& out, ReadBack* readsBack) {
   if (count < 1 || count > 17) return false;
   const auto bits = std::bit_cast<std::uint64_t>(magnitude);
   const int biased = static_cast<int>((bits >> 52) & 0x7FF);
@@ -266,7 +268,7 @@ bool RoundToSignificantDigitsFast(double magnitude, int count, Significand& out,
   // in the same window for every input, and m·δ stays below one fraction unit.
   const int normalise = 60 - (std::bit_width(m) - 1);
   const std::uint64_t mn = m << normalise;
-  int exponent = GuessDecimalExponent(magnitude, e + std::bit_width(m) - 1);
+  int exponent = guess != kNoGuess ? guess : GuessDecimalExponent(magnitude, e + std::bit_width(m) - 1);
   for (int attempt = 0; attempt < 3; ++attempt) {
     const int t = count - 1 - exponent;
     if (t < kMinScale || t > kMaxScale) return false;
@@ -327,16 +329,17 @@ bool RoundToSignificantDigitsFast(double magnitude, int count, Significand& out,
   return false;
 }
 
-Significand RoundToSignificantDigits(double magnitude, int count, bool* readsBack) noexcept {
+// Always exact: Round when it decides, else std::to_chars with a precision
+// (rounding exactly as printf's "%.{count-1}e") and a parse.
+Significand RoundExact(double magnitude, int count, int guess, bool* readsBack) {
   Significand s;
   ReadBack back = ReadBack::kUndecided;
-  if (RoundToSignificantDigitsFast(magnitude, count, s, readsBack != nullptr ? &back : nullptr)) {
+  if (Round(magnitude, count, guess, s, readsBack != nullptr ? &back : nullptr)) {
     if (readsBack != nullptr) {
       *readsBack = back == ReadBack::kUndecided ? ParseSignificand(s, count) == magnitude : back == ReadBack::kYes;
     }
     return s;
   }
-  // std::to_chars with a precision rounds exactly as printf's "%.{count-1}e".
   char text[64];
   const auto r = std::to_chars(text, text + sizeof text, magnitude, std::chars_format::scientific, count - 1);
   const char* p = text;
@@ -348,6 +351,16 @@ Significand RoundToSignificantDigits(double magnitude, int count, bool* readsBac
   s.exponent = s.digits == 0 ? 0 : exponent;
   if (readsBack != nullptr) *readsBack = ParseSignificand(s, count) == magnitude;
   return s;
+}
+
+}  // namespace
+
+bool RoundToSignificantDigitsFast(double magnitude, int count, Significand& out, ReadBack* readsBack) noexcept {
+  return Round(magnitude, count, kNoGuess, out, readsBack);
+}
+
+Significand RoundToSignificantDigits(double magnitude, int count, bool* readsBack) noexcept {
+  return RoundExact(magnitude, count, kNoGuess, readsBack);
 }
 
 double ParseSignificand(Significand value, int count) noexcept {
@@ -390,13 +403,7 @@ bool CLibraryMatchesEmulation() noexcept {
 
 namespace {
 
-// The trimming applied on the way (see WriteFiniteTrimmed).
-struct Trim {
-  bool removeExponentZeros;
-  bool ensureFloatingPoint;
-};
-
-std::size_t Compose(char* out, const PrintfConversion& c, bool negative, Significand value, const Trim* trim) {
+std::size_t Compose(char* out, const PrintfConversion& c, bool negative, Significand value, const TrimOptions* trim) {
   const int count = c.digits;
   // Room for fixed-size copies past the digits: the writers copy 24 bytes at a
   // time and advance by what counts.
@@ -468,9 +475,26 @@ std::size_t WriteFinite(char* out, const PrintfConversion& c, bool negative, Sig
 }
 
 std::size_t WriteFiniteTrimmed(char* out, const PrintfConversion& c, bool negative, Significand value,
-                               bool removeExponentZeros, bool ensureFloatingPoint) noexcept {
-  const Trim trim{removeExponentZeros, ensureFloatingPoint};
+                               const TrimOptions& trim) noexcept {
   return Compose(out, c, negative, value, &trim);
+}
+
+std::size_t WriteRoundTrip(char* out, double v, bool single, const PrintfConversion& first,
+                           const PrintfConversion& fallback, const TrimOptions* trim) noexcept {
+  const double magnitude = std::fabs(v);
+  bool back = false;
+  Significand rounded;
+  if (single) {
+    // Read back as a double, then rounded to single, as the C library's parse
+    // followed by the conversion does (not the single's own shortest form).
+    rounded = RoundExact(magnitude, first.digits, kNoGuess, nullptr);
+    back = NarrowToSingle(ParseSignificand(rounded, first.digits)) == static_cast<float>(magnitude);
+  } else {
+    rounded = RoundExact(magnitude, first.digits, kNoGuess, &back);
+  }
+  if (back) return Compose(out, first, std::signbit(v), rounded, trim);
+  const int guess = rounded.exponent;
+  return Compose(out, fallback, std::signbit(v), RoundExact(magnitude, fallback.digits, guess, nullptr), trim);
 }
 
 std::size_t WriteNonFinite(char* out, const PrintfConversion& c, bool negative, bool nan) noexcept {

@@ -126,13 +126,27 @@ bool CLibraryMatchesEmulation() noexcept;
 // returns the length (at most 30). `out` must hold 64 bytes: the digits are
 // copied in fixed-size blocks.
 std::size_t WriteFinite(char* out, const PrintfConversion& c, bool negative, Significand value) noexcept;
-// WriteFinite followed by the formatter's trimming of redundant zeros (one
-// digit kept after the point, a bare trailing point given a "0", the exponent's
-// leading zeros dropped when removeExponentZeros, a positional ".0" dropped
-// unless ensureFloatingPoint), for a conversion with the '#' flag whose
-// exponent letter is the one the trimming searches for.
+// The formatter's trimming of redundant zeros: one digit kept after the
+// point, a bare trailing point given a "0", the exponent's leading zeros
+// dropped when removeExponentZeros, a positional ".0" dropped unless
+// ensureFloatingPoint.
+struct TrimOptions {
+  bool removeExponentZeros = true;
+  bool ensureFloatingPoint = true;
+};
+
+// WriteFinite followed by that trimming, for a conversion with the '#' flag
+// whose exponent letter is the one the trimming searches for.
 std::size_t WriteFiniteTrimmed(char* out, const PrintfConversion& c, bool negative, Significand value,
-                               bool removeExponentZeros, bool ensureFloatingPoint) noexcept;
+                               const TrimOptions& trim) noexcept;
+
+// The round-trip procedure for two kEmulated conversions: `first`'s text when
+// it reads back as `v` (through a correctly rounding strtod, then rounded to
+// single when `single`), otherwise `fallback`'s; trimmed when `trim` is not
+// null (same conditions as WriteFiniteTrimmed). `out` must hold 64 bytes.
+std::size_t WriteRoundTrip(char* out, double v, bool single, const PrintfConversion& first,
+                           const PrintfConversion& fallback, const TrimOptions* trim) noexcept;
+
 // The same for an infinity or a NaN ("INF", "-nan", "+INF"...).
 std::size_t WriteNonFinite(char* out, const PrintfConversion& c, bool negative, bool nan) noexcept;
 
