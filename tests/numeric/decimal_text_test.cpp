@@ -6,6 +6,7 @@
 #include <charconv>
 #include <cmath>
 #include <cstdint>
+#include <cstdlib>
 #include <random>
 #include <string>
 
@@ -35,11 +36,13 @@ Significand Expected(double magnitude, int count) {
   return s;
 }
 
-bool ParsesBack(const Significand& s, int count, double magnitude) {
+// strtod's reading of the decimal, then (for a single) the rounding to single.
+bool ParsesBack(const Significand& s, int count, double magnitude, bool single = false) {
   const std::string text = std::to_string(s.digits) + "e" + std::to_string(s.exponent - count + 1);
-  double parsed = 0;
-  const auto r = std::from_chars(text.data(), text.data() + text.size(), parsed);
-  return r.ec == std::errc() && parsed == magnitude;
+  const double parsed = std::strtod(text.c_str(), nullptr);
+  if (!single) return parsed == magnitude;
+  const bool overflow = std::fabs(parsed) >= 0x1.ffffffp127;
+  return !overflow && static_cast<float>(parsed) == static_cast<float>(magnitude);
 }
 
 void CheckValue(double magnitude, int count, std::size_t& undecided) {
@@ -69,6 +72,28 @@ TEST(SignificantDigits, MatchToCharsForEveryCountOnRandomDoubles) {
   }
   // The product decides all but a vanishing share by itself.
   EXPECT_LT(undecided, n * 17 / 1000);
+}
+
+TEST(SignificantDigits, SingleReadBackMatchesParseThenRounding) {
+  std::mt19937_64 rng(23);
+  std::size_t undecided = 0;
+  const std::size_t n = qvsv::test::Scaled(200000, 2000);
+  for (std::size_t i = 0; i < n; ++i) {
+    const float f = std::bit_cast<float>(static_cast<std::uint32_t>(rng() & 0x7FFFFFFFu));
+    if (!std::isfinite(f)) continue;
+    const double v = f;
+    for (int count = 1; count <= 10; ++count) {
+      bool back = false;
+      const Significand s = RoundToSignificantDigits(v, count, &back, true);
+      ASSERT_EQ(back, ParsesBack(s, count, v, true)) << std::hexfloat << f << " count " << count;
+      Significand fast;
+      ReadBack fastBack = ReadBack::kUndecided;
+      if (!RoundToSignificantDigitsFast(v, count, fast, &fastBack, true) || fastBack == ReadBack::kUndecided) {
+        ++undecided;
+      }
+    }
+  }
+  EXPECT_LT(undecided, n * 10 / 1000);
 }
 
 TEST(SignificantDigits, MatchToCharsOnTiesAndBoundaries) {

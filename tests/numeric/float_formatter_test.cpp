@@ -138,13 +138,6 @@ TEST(FormatterSettings, DefaultsAreTheDocumentedOnes) {
   EXPECT_EQ(Write(f, 0.1), "0.10000000000000001");  // target 0
 }
 
-TEST(FormatterSettings, EnumerationValuesAreFixed) {
-  EXPECT_EQ(TARGET_LEGACY, 14);
-  EXPECT_EQ(TARGET_SAVE_VARS, 12);
-  EXPECT_EQ(NF_SYMBOL_FRG_SIGNED, 302);
-  EXPECT_EQ(PRECISION_SINGLE_EXP_MAX, 409);
-}
-
 TEST(FormatterSettings, SymbolSetsAndUnknownSetFallsBackToPlain) {
   QvfrgFltToAscii f(TARGET_DEFAULT);
   f.setNonFiniteNumberSymbols(NF_SYMBOL_FRG_SIGNED);

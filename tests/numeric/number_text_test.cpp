@@ -6,8 +6,6 @@
 #include <cstring>
 #include <limits>
 #include <string>
-#include <thread>
-#include <vector>
 
 #include "qv_services/number_text.hpp"
 
@@ -104,18 +102,6 @@ TEST(NumberText, CgirWeftOtherTargetsWriteAsThatTargetAndNullIsIgnored) {
   EXPECT_EQ(Cgir(0.1, 99, false), "0.10000000000000001");
   EXPECT_EQ(Cgir(0.1, -5, false), "0.10000000000000001");
   qvsv_fptoa_cgirweft(nullptr, 1.0, TARGET_WEFT_CONCISE, false);
-}
-
-TEST(NumberText, FirstCallsFromSeveralThreadsAgree) {
-  std::vector<std::string> results(8);
-  std::vector<std::thread> threads;
-  for (std::size_t i = 0; i < results.size(); ++i) {
-    threads.emplace_back([&results, i] {
-      results[i] = qvsv_dtoa_numkit(1e20) + "|" + Cgir(0.5, TARGET_WEFT_CONCISE, true);
-    });
-  }
-  for (auto& t : threads) t.join();
-  for (const auto& r : results) EXPECT_EQ(r, "1.0e+20|0.5F");
 }
 
 }  // namespace

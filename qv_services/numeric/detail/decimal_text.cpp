@@ -246,9 +246,43 @@ Window ScaleDown(std::uint64_t m, const PowerOfFive& p, int k) {
 
 constexpr int kNoGuess = std::numeric_limits<int>::min();
 
+// Whether the decimal `digits` (at the window's scale) reads back as the value
+// whose window is `value`: it must lie within half the gap to each neighbour,
+// F × 2^(normalise - 1 - k) window units for a double (a quarter of the gap
+// below a power of two), known to within two units, as is the value itself.
+// A single is read back as a double first and then rounded: a decimal within
+// a double's spacing of the single's boundary may land on it, so that zone is
+// left undecided.
+ReadBack ReadsBackAt(u128 value, std::uint64_t digits, const PowerOfFive& p, int k, int normalise, std::uint64_t m,
+                     int e, int biased, bool single) {
+  const u128 f = (static_cast<u128>(p.high) << 64) | p.low;
+  int gapShift = k + 1 - normalise;
+  bool lowerGapHalved = m == (std::uint64_t{1} << 52) && biased > 1;
+  u128 zone = 0;
+  if (single) {
+    const int binary = e + std::bit_width(m) - 1;       // floor(log2(value))
+    const int last = std::max(binary, -126) - 23;        // the single's last place
+    gapShift -= last - e;
+    lowerGapHalved = m == (std::uint64_t{1} << 52) && binary > -126;
+    zone = (f >> (k - normalise)) + 2;                   // one double spacing
+  }
+  if (gapShift < 0 || gapShift >= 128) return ReadBack::kUndecided;
+  const u128 half = f >> gapShift;
+  const u128 decimal = static_cast<u128>(digits) << 64;
+  if (decimal >= value) {
+    const u128 above = decimal - value;
+    if (above + zone < half) return ReadBack::kYes;
+    return above >= half + zone + 4 ? ReadBack::kNo : ReadBack::kUndecided;
+  }
+  const u128 below = value - decimal;
+  const u128 lowerHalf = lowerGapHalved ? half >> 1 : half;
+  if (below + 2 + zone <= lowerHalf) return ReadBack::kYes;
+  return below >= lowerHalf + 2 + zone ? ReadBack::kNo : ReadBack::kUndecided;
+}
+
 // RoundToSignificantDigitsFast, starting from `guess` as the decimal exponent
 // when the caller knows it (kNoGuess otherwise).
-inline bool Round(double magnitude, int count, int guess, Significand& out, ReadBack* readsBack) {
+inline bool Round(double magnitude, int count, int guess, bool single, Significand& out, ReadBack* readsBack) {
   if (count < 1 || count > 17) return false;
   const auto bits = std::bit_cast<std::uint64_t>(magnitude);
   const int biased = static_cast<int>((bits >> 52) & 0x7FF);
@@ -302,23 +336,7 @@ inline bool Round(double magnitude, int count, int guess, Significand& out, Read
       return false;
     }
     std::uint64_t digits = integer + (up ? 1 : 0);
-    if (readsBack != nullptr) {
-      // Half the gap to a neighbour, in window units: F × 2^(normalise - 1 - k),
-      // within [half, half + 2); a quarter of the gap below a power of two.
-      const u128 f = (static_cast<u128>(p.high) << 64) | p.low;
-      const u128 half = f >> (k + 1 - normalise);
-      const bool lowerGapHalved = m == (std::uint64_t{1} << 52) && biased > 1;
-      const u128 decimal = static_cast<u128>(digits) << 64;
-      if (decimal >= w.value) {
-        const u128 above = decimal - w.value;
-        *readsBack = above < half ? ReadBack::kYes : (above >= half + 4 ? ReadBack::kNo : ReadBack::kUndecided);
-      } else {
-        const u128 below = w.value - decimal;
-        const u128 lowerHalf = lowerGapHalved ? half >> 1 : half;
-        *readsBack = below + 2 <= lowerHalf ? ReadBack::kYes
-                                            : (below >= lowerHalf + 2 ? ReadBack::kNo : ReadBack::kUndecided);
-      }
-    }
+    if (readsBack != nullptr) *readsBack = ReadsBackAt(w.value, digits, p, k, normalise, m, e, biased, single);
     if (digits == kPowersOfTen[count]) {
       digits = kPowersOfTen[count - 1];
       ++exponent;
@@ -329,14 +347,21 @@ inline bool Round(double magnitude, int count, int guess, Significand& out, Read
   return false;
 }
 
+// Whether the rounded decimal reads back, by parsing it: as a double, or as a
+// double then rounded to single.
+bool ParsesBack(Significand s, int count, double magnitude, bool single) {
+  const double parsed = ParseSignificand(s, count);
+  return single ? NarrowToSingle(parsed) == static_cast<float>(magnitude) : parsed == magnitude;
+}
+
 // Always exact: Round when it decides, else std::to_chars with a precision
 // (rounding exactly as printf's "%.{count-1}e") and a parse.
-Significand RoundExact(double magnitude, int count, int guess, bool* readsBack) {
+Significand RoundExact(double magnitude, int count, int guess, bool single, bool* readsBack) {
   Significand s;
   ReadBack back = ReadBack::kUndecided;
-  if (Round(magnitude, count, guess, s, readsBack != nullptr ? &back : nullptr)) {
+  if (Round(magnitude, count, guess, single, s, readsBack != nullptr ? &back : nullptr)) {
     if (readsBack != nullptr) {
-      *readsBack = back == ReadBack::kUndecided ? ParseSignificand(s, count) == magnitude : back == ReadBack::kYes;
+      *readsBack = back == ReadBack::kUndecided ? ParsesBack(s, count, magnitude, single) : back == ReadBack::kYes;
     }
     return s;
   }
@@ -349,18 +374,19 @@ Significand RoundExact(double magnitude, int count, int guess, bool* readsBack) 
   int exponent = 0;
   if (p < r.ptr) std::from_chars(p + 1 + (p[1] == '+' ? 1 : 0), r.ptr, exponent);
   s.exponent = s.digits == 0 ? 0 : exponent;
-  if (readsBack != nullptr) *readsBack = ParseSignificand(s, count) == magnitude;
+  if (readsBack != nullptr) *readsBack = ParsesBack(s, count, magnitude, single);
   return s;
 }
 
 }  // namespace
 
-bool RoundToSignificantDigitsFast(double magnitude, int count, Significand& out, ReadBack* readsBack) noexcept {
-  return Round(magnitude, count, kNoGuess, out, readsBack);
+bool RoundToSignificantDigitsFast(double magnitude, int count, Significand& out, ReadBack* readsBack,
+                                  bool single) noexcept {
+  return Round(magnitude, count, kNoGuess, single, out, readsBack);
 }
 
-Significand RoundToSignificantDigits(double magnitude, int count, bool* readsBack) noexcept {
-  return RoundExact(magnitude, count, kNoGuess, readsBack);
+Significand RoundToSignificantDigits(double magnitude, int count, bool* readsBack, bool single) noexcept {
+  return RoundExact(magnitude, count, kNoGuess, single, readsBack);
 }
 
 double ParseSignificand(Significand value, int count) noexcept {
@@ -483,18 +509,10 @@ std::size_t WriteRoundTrip(char* out, double v, bool single, const PrintfConvers
                            const PrintfConversion& fallback, const TrimOptions* trim) noexcept {
   const double magnitude = std::fabs(v);
   bool back = false;
-  Significand rounded;
-  if (single) {
-    // Read back as a double, then rounded to single, as the C library's parse
-    // followed by the conversion does (not the single's own shortest form).
-    rounded = RoundExact(magnitude, first.digits, kNoGuess, nullptr);
-    back = NarrowToSingle(ParseSignificand(rounded, first.digits)) == static_cast<float>(magnitude);
-  } else {
-    rounded = RoundExact(magnitude, first.digits, kNoGuess, &back);
-  }
+  const Significand rounded = RoundExact(magnitude, first.digits, kNoGuess, single, &back);
   if (back) return Compose(out, first, std::signbit(v), rounded, trim);
   const int guess = rounded.exponent;
-  return Compose(out, fallback, std::signbit(v), RoundExact(magnitude, fallback.digits, guess, nullptr), trim);
+  return Compose(out, fallback, std::signbit(v), RoundExact(magnitude, fallback.digits, guess, single, nullptr), trim);
 }
 
 std::size_t WriteNonFinite(char* out, const PrintfConversion& c, bool negative, bool nan) noexcept {

@@ -95,19 +95,22 @@ struct Significand {
 };
 
 // Whether a rounded decimal reads back (through a correctly rounding strtod)
-// as the double it was rounded from.
+// as the value it was rounded from.
 enum class ReadBack : signed char { kNo, kYes, kUndecided };
 
 // Rounds a finite magnitude (sign clear) to 1..17 significant digits, ties to
 // even, from one 64×128-bit product with a power of five, and, when readsBack
-// is not null, tells from the same product whether the result reads back.
-// Returns false in the rare cases the product cannot decide the rounding (a
-// near tie with an inexact power); *readsBack may then still be kUndecided.
+// is not null, tells from the same product whether the result reads back: as
+// the double, or, when `single`, as the single the magnitude holds once the
+// double read back is rounded to single. Returns false in the rare cases the
+// product cannot decide the rounding (a near tie with an inexact power);
+// *readsBack may be kUndecided near a boundary.
 QVSV_API bool RoundToSignificantDigitsFast(double magnitude, int count, Significand& out,
-                                           ReadBack* readsBack = nullptr) noexcept;
+                                           ReadBack* readsBack = nullptr, bool single = false) noexcept;
 // Always exact: the product when it decides, else std::to_chars with a
 // precision (and a parse for the read-back question).
-QVSV_API Significand RoundToSignificantDigits(double magnitude, int count, bool* readsBack = nullptr) noexcept;
+QVSV_API Significand RoundToSignificantDigits(double magnitude, int count, bool* readsBack = nullptr,
+                                              bool single = false) noexcept;
 
 // The double that a correctly rounding parser (std::strtod in round-to-nearest)
 // reads from the rounded decimal; +infinity past the largest double.
