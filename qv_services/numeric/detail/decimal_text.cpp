@@ -280,71 +280,108 @@ ReadBack ReadsBackAt(u128 value, std::uint64_t digits, const PowerOfFive& p, int
   return below >= lowerHalf + 2 + zone ? ReadBack::kNo : ReadBack::kUndecided;
 }
 
-// RoundToSignificantDigitsFast, starting from `guess` as the decimal exponent
-// when the caller knows it (kNoGuess otherwise).
-inline bool Round(double magnitude, int count, int guess, bool single, Significand& out, ReadBack* readsBack) {
-  if (count < 1 || count > 17) return false;
+// A positive finite magnitude scaled to `count` digits before the point:
+// magnitude × 10^(count - 1 - exponent) as a window of 64 integer and 64
+// fraction bits, with what the read-back test needs to know of the product.
+struct Scaled {
+  u128 window;
+  int exponent;     // floor(log10(magnitude))
+  bool exact;       // the power of five is exact: only the sticky part is lost
+  bool sticky;      // bits below the window are set
+  const PowerOfFive* power;
+  int k;
+  int normalise;
+  std::uint64_t m;  // the double's significand, its exponent e, its biased exponent
+  int e;
+  int biased;
+};
+
+// Scales, starting from `guess` as the decimal exponent when the caller knows
+// it (kNoGuess otherwise); false when the table or the window cannot serve.
+inline bool Scale(double magnitude, int count, int guess, Scaled& s) {
   const auto bits = std::bit_cast<std::uint64_t>(magnitude);
-  const int biased = static_cast<int>((bits >> 52) & 0x7FF);
-  std::uint64_t m = bits & ((std::uint64_t{1} << 52) - 1);
-  if (biased == 0x7FF) return false;
-  if (biased == 0 && m == 0) {
-    out = Significand{};
-    if (readsBack != nullptr) *readsBack = ReadBack::kYes;
-    return true;
-  }
-  int e = -1074;
-  if (biased != 0) {
-    m |= std::uint64_t{1} << 52;
-    e = biased - 1075;
+  s.biased = static_cast<int>((bits >> 52) & 0x7FF);
+  s.m = bits & ((std::uint64_t{1} << 52) - 1);
+  if (s.biased == 0x7FF || (s.biased == 0 && s.m == 0)) return false;
+  s.e = -1074;
+  if (s.biased != 0) {
+    s.m |= std::uint64_t{1} << 52;
+    s.e = s.biased - 1075;
   }
   // Normalise the significand to bit 60: the product then has its integer part
   // in the same window for every input, and m·δ stays below one fraction unit.
-  const int normalise = 60 - (std::bit_width(m) - 1);
-  const std::uint64_t mn = m << normalise;
-  int exponent = guess != kNoGuess ? guess : GuessDecimalExponent(magnitude, e + std::bit_width(m) - 1);
+  s.normalise = 60 - (std::bit_width(s.m) - 1);
+  const std::uint64_t mn = s.m << s.normalise;
+  int exponent = guess != kNoGuess ? guess : GuessDecimalExponent(magnitude, s.e + std::bit_width(s.m) - 1);
   for (int attempt = 0; attempt < 3; ++attempt) {
     const int t = count - 1 - exponent;
     if (t < kMinScale || t > kMaxScale) return false;
     const PowerOfFive& p = kPowersOfFive[static_cast<std::size_t>(t - kMinScale)];
     // value × 10^t = mn × 5^t × 2^(e - normalise + t) ≈ mn × F / 2^shift; the
     // window keeps 64 fraction bits: k = shift - 64.
-    const int k = -(e - normalise + t + p.exp2) - 64;
+    const int k = -(s.e - s.normalise + t + p.exp2) - 64;
     if (k < 63) return false;
     const Window w = ScaleDown(mn, p, k);
-    const auto integer = static_cast<std::uint64_t>(w.value >> 64);
     if (w.overflow || (w.value >> 64) >= kPowersOfTen[count]) {
       ++exponent;
       continue;
     }
-    if (integer < kPowersOfTen[count - 1]) {
+    if ((w.value >> 64) < kPowersOfTen[count - 1]) {
       --exponent;
       continue;
     }
-    // The true fraction is fraction + sticky part + mn·δ/2^k, each part below
-    // one unit, and exactly fraction + sticky part when the power is exact.
-    const auto fraction = static_cast<std::uint64_t>(w.value);
-    constexpr std::uint64_t kHalf = std::uint64_t{1} << 63;
-    bool up;
-    if (p.exact) {
-      up = fraction > kHalf || (fraction == kHalf && (w.sticky || (integer & 1) != 0));
-    } else if (fraction >= kHalf) {
-      up = true;
-    } else if (fraction <= kHalf - 2) {
-      up = false;
-    } else {
-      return false;
-    }
-    std::uint64_t digits = integer + (up ? 1 : 0);
-    if (readsBack != nullptr) *readsBack = ReadsBackAt(w.value, digits, p, k, normalise, m, e, biased, single);
-    if (digits == kPowersOfTen[count]) {
-      digits = kPowersOfTen[count - 1];
-      ++exponent;
-    }
-    out = Significand{digits, exponent};
+    s.window = w.value;
+    s.exponent = exponent;
+    s.exact = p.exact;
+    s.sticky = w.sticky;
+    s.power = &p;
+    s.k = k;
     return true;
   }
   return false;
+}
+
+// Rounds the scaled value, times 10^extra, to `count` digits (ties to even);
+// false when the window cannot decide. `unnormalised` receives the digits
+// before a carry to 10^count is folded into the exponent.
+inline bool RoundScaled(const Scaled& s, int count, int extra, Significand& out, std::uint64_t& unnormalised) {
+  const u128 z = s.window * kPowersOfTen[extra];
+  const auto integer = static_cast<std::uint64_t>(z >> 64);
+  const auto fraction = static_cast<std::uint64_t>(z);
+  // The true fraction exceeds `fraction` by less than `margin` (the sticky
+  // part, and m·δ when the power is inexact, each below one unit, times
+  // 10^extra), and by nothing at all when margin is 0.
+  const std::uint64_t margin = (s.exact ? (s.sticky ? 1 : 0) : 2) * kPowersOfTen[extra];
+  constexpr std::uint64_t kHalf = std::uint64_t{1} << 63;
+  bool up;
+  if (margin == 0) {
+    up = fraction > kHalf || (fraction == kHalf && (integer & 1) != 0);
+  } else if (fraction >= kHalf) {
+    up = true;
+  } else if (fraction <= kHalf - margin) {
+    up = false;
+  } else {
+    return false;
+  }
+  unnormalised = integer + (up ? 1 : 0);
+  out = Significand{unnormalised, s.exponent};
+  if (unnormalised == kPowersOfTen[count]) out = Significand{kPowersOfTen[count - 1], s.exponent + 1};
+  return true;
+}
+
+// RoundToSignificantDigitsFast, starting from `guess` (see Scale).
+inline bool Round(double magnitude, int count, int guess, bool single, Significand& out, ReadBack* readsBack) {
+  if (count < 1 || count > 17) return false;
+  if (magnitude == 0) {
+    out = Significand{};
+    if (readsBack != nullptr) *readsBack = ReadBack::kYes;
+    return true;
+  }
+  Scaled s;
+  std::uint64_t digits = 0;
+  if (!Scale(magnitude, count, guess, s) || !RoundScaled(s, count, 0, out, digits)) return false;
+  if (readsBack != nullptr) *readsBack = ReadsBackAt(s.window, digits, *s.power, s.k, s.normalise, s.m, s.e, s.biased, single);
+  return true;
 }
 
 // Whether the rounded decimal reads back, by parsing it: as a double, or as a
@@ -508,11 +545,33 @@ std::size_t WriteFiniteTrimmed(char* out, const PrintfConversion& c, bool negati
 std::size_t WriteRoundTrip(char* out, double v, bool single, const PrintfConversion& first,
                            const PrintfConversion& fallback, const TrimOptions* trim) noexcept {
   const double magnitude = std::fabs(v);
+  const bool negative = std::signbit(v);
+  // The usual route: one product serves the first try, its read-back test and
+  // the fallback (whose digits follow from the same window).
+  Scaled scaled;
+  Significand rounded;
+  std::uint64_t digits = 0;
+  if (magnitude != 0 && Scale(magnitude, first.digits, kNoGuess, scaled) &&
+      RoundScaled(scaled, first.digits, 0, rounded, digits)) {
+    const ReadBack back = ReadsBackAt(scaled.window, digits, *scaled.power, scaled.k, scaled.normalise, scaled.m,
+                                      scaled.e, scaled.biased, single);
+    if (back == ReadBack::kYes ||
+        (back == ReadBack::kUndecided && ParsesBack(rounded, first.digits, magnitude, single))) {
+      return Compose(out, first, negative, rounded, trim);
+    }
+    const int extra = fallback.digits - first.digits;
+    Significand longer;
+    if (extra >= 0 && RoundScaled(scaled, fallback.digits, extra, longer, digits)) {
+      return Compose(out, fallback, negative, longer, trim);
+    }
+    return Compose(out, fallback, negative, RoundExact(magnitude, fallback.digits, scaled.exponent, single, nullptr),
+                   trim);
+  }
   bool back = false;
-  const Significand rounded = RoundExact(magnitude, first.digits, kNoGuess, single, &back);
-  if (back) return Compose(out, first, std::signbit(v), rounded, trim);
-  const int guess = rounded.exponent;
-  return Compose(out, fallback, std::signbit(v), RoundExact(magnitude, fallback.digits, guess, single, nullptr), trim);
+  rounded = RoundExact(magnitude, first.digits, kNoGuess, single, &back);
+  if (back) return Compose(out, first, negative, rounded, trim);
+  return Compose(out, fallback, negative, RoundExact(magnitude, fallback.digits, rounded.exponent, single, nullptr),
+                 trim);
 }
 
 std::size_t WriteNonFinite(char* out, const PrintfConversion& c, bool negative, bool nan) noexcept {
