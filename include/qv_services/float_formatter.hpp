@@ -115,7 +115,7 @@ class QVSV_API QvfrgFltToAscii {
   static const QvfrgFltToAscii defaultFormatter;
   static const QvfrgFltToAscii legacyFormatter;
 
-  // The default formatter behaves as target 0; copies behave exactly like
+  // A default-constructed formatter behaves as target 0; copies behave exactly like
   // their source, writer choice included.
   QvfrgFltToAscii();
   explicit QvfrgFltToAscii(QVSV_Flt2Ascii::TargetEnum target);
