@@ -87,7 +87,8 @@ void BM_LiteralProcedureDouble(benchmark::State& state) {
 
 void BM_WeftConciseDouble(benchmark::State& state) {
   const QvfrgFltToAscii weft(QVSV_Flt2Ascii::TARGET_WEFT_CONCISE);
-  Run(state, Doubles(static_cast<int>(state.range(0))), [&weft](char* text, double v) { weft.writeDoubleFlt(text, v); });
+  Run(state, Doubles(static_cast<int>(state.range(0))),
+      [&weft](char* text, double v) { weft.writeDoubleFlt(text, v); });
 }
 
 void BM_DefaultCompactSingle(benchmark::State& state) {

@@ -84,16 +84,16 @@ namespace qvsv::numeric::detail {
 // set so that no write parses a format string.
 struct PrintfConversion {
   enum Kind : unsigned char {
-    kInvalid,    // not a single floating-point conversion: never used
-    kEmulated,   // "%[+ #-0][.N]{G,g,E,e}" with at most 17 significant digits
-    kCLibrary,   // any other valid conversion: written by the C library itself
+    kInvalid,   // not a single floating-point conversion: never used
+    kEmulated,  // "%[+ #-0][.N]{G,g,E,e}" with at most 17 significant digits
+    kCLibrary,  // any other valid conversion: written by the C library itself
   };
   Kind kind = kInvalid;
-  char conversion = 0;        // 'G', 'g', 'E' or 'e' for kEmulated
-  bool plus = false;          // '+' flag
-  bool space = false;         // ' ' flag
-  bool alternate = false;     // '#' flag
-  unsigned char digits = 0;   // significant digits written for kEmulated
+  char conversion = 0;       // 'G', 'g', 'E' or 'e' for kEmulated
+  bool plus = false;         // '+' flag
+  bool space = false;        // ' ' flag
+  bool alternate = false;    // '#' flag
+  unsigned char digits = 0;  // significant digits written for kEmulated
 };
 
 }  // namespace qvsv::numeric::detail

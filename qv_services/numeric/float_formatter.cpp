@@ -76,7 +76,6 @@ void formatWithCLibrary(char* work, const char* format, double v) {
 #pragma GCC diagnostic pop
 }
 
-
 }  // namespace
 
 const QvfrgFltToAscii QvfrgFltToAscii::defaultFormatter(TARGET_DEFAULT);
@@ -249,7 +248,8 @@ bool QvfrgFltToAscii::isStrRepEqualToDouble(double value, const char* const text
 
 bool QvfrgFltToAscii::isStrRepEqualToFloat(float value, const char* const text) const {
   if (text == nullptr) return false;
-  return qvsv::numeric::detail::NarrowToSingle(convertStrToDouble(text)) == value && qvsv::numeric::detail::NarrowToSingle(std::atof(text)) == value;
+  using qvsv::numeric::detail::NarrowToSingle;
+  return NarrowToSingle(convertStrToDouble(text)) == value && NarrowToSingle(std::atof(text)) == value;
 }
 
 void QvfrgFltToAscii::removeExtraZerosAfterE(char* e, char* const end) const {
@@ -337,12 +337,8 @@ void writePlain(char* const dst, double v, const FixedFormat& format) {
 
 void QvfrgFltToAscii::writeDoubleFltDefault(char* const dst, double v) const { writePlain(dst, v, kPlainDouble); }
 void QvfrgFltToAscii::writeSingleFltDefault(char* const dst, float v) const { writePlain(dst, v, kPlainSingle); }
-void QvfrgFltToAscii::writeDoubleFltToExponent(char* const dst, double v) const {
-  writePlain(dst, v, kExponentDouble);
-}
-void QvfrgFltToAscii::writeSingleFltToExponent(char* const dst, float v) const {
-  writePlain(dst, v, kExponentSingle);
-}
+void QvfrgFltToAscii::writeDoubleFltToExponent(char* const dst, double v) const { writePlain(dst, v, kExponentDouble); }
+void QvfrgFltToAscii::writeSingleFltToExponent(char* const dst, float v) const { writePlain(dst, v, kExponentSingle); }
 void QvfrgFltToAscii::writeDoubleFltToLegacy(char* const dst, double v) const { writePlain(dst, v, kLegacy); }
 void QvfrgFltToAscii::writeSingleFltToLegacy(char* const dst, float v) const { writePlain(dst, v, kLegacy); }
 
@@ -383,15 +379,14 @@ void QvfrgFltToAscii::writeCompact(char* const dst, double v, bool single, int f
   const int a = firstSlot - PRECISION_DOUBLE;
   const int b = fallbackSlot - PRECISION_DOUBLE;
   const qvsv::numeric::detail::TrimOptions options{removeExtraZeroAfterSymbolE_, ensureBeingFloatingPoint_};
-  const bool direct = trimsLikeFormatter(conversions_[a], exponentSymbol_) &&
-                      trimsLikeFormatter(conversions_[b], exponentSymbol_);
+  const bool direct =
+      trimsLikeFormatter(conversions_[a], exponentSymbol_) && trimsLikeFormatter(conversions_[b], exponentSymbol_);
   char work[kWorkSize];
   // The usual case writes the trimmed text straight into the caller's buffer.
   char* const out = direct ? dst : work;
   const bool trimmed = roundTrip(out, v, single, precisionFormats_[a], conversions_[a], precisionFormats_[b],
-                                 conversions_[b], direct ? &options : nullptr, [this, v, single](const char* text) {
-                                   return readsBackLiterally(v, single, text);
-                                 });
+                                 conversions_[b], direct ? &options : nullptr,
+                                 [this, v, single](const char* text) { return readsBackLiterally(v, single, text); });
   if (trimmed) return;
   removeRedundantZeroDigits(out);
   if (out != dst) copyOut(dst, out, kMaxSymbolLength);
@@ -409,7 +404,8 @@ void QvfrgFltToAscii::writeDoubleFltDefaultCompact(char* const dst, double v) co
 void QvfrgFltToAscii::writeSingleFltDefaultCompact(char* const dst, float v) const {
   if (dst == nullptr || (isNonFinite(v) && writeNonfiniteFloatingPoint(dst, v))) return;
   // The largest finite single keeps one digit more in its fallback on purpose.
-  writeCompact(dst, v, true, PRECISION_SINGLE, std::fabs(v) == FLT_MAX ? PRECISION_SINGLE_MAX : PRECISION_SINGLE_FALLBACK);
+  writeCompact(dst, v, true, PRECISION_SINGLE,
+               std::fabs(v) == FLT_MAX ? PRECISION_SINGLE_MAX : PRECISION_SINGLE_FALLBACK);
 }
 
 void QvfrgFltToAscii::writeDoubleFltToExponentCompact(char* const dst, double v) const {

@@ -292,7 +292,8 @@ TEST_P(CustomSlots, AgreeWithLiteralProcedure) {
     settings.formats[c.slot - PRECISION_DOUBLE] = c.format;
     std::mt19937_64 rng(static_cast<unsigned>(c.slot * 31 + target));
     for (int i = 0; i < 3000; ++i) {
-      const std::uint64_t bits = i % 2 ? rng() : (rng() & 0x800FFFFFFFFFFFFFu) | (std::uint64_t{1000 + rng() % 60} << 52);
+      const std::uint64_t bits =
+          i % 2 ? rng() : (rng() & 0x800FFFFFFFFFFFFFu) | (std::uint64_t{1000 + rng() % 60} << 52);
       const double v = std::bit_cast<double>(bits);
       ExpectSameWithinBuffer(Write(f, v), qvsv::test::ReferenceText(settings, v), target, v);
       const float s = static_cast<float>(v);

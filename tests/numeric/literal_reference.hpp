@@ -19,7 +19,9 @@ namespace qvsv::test {
 
 // The settings a target installs, restated from the target table.
 struct ReferenceSettings {
-  enum class Writer { Plain, DefaultCompact, Exponent, ExponentCompact, WeftConcise, WeftExponential, SaveVars, Legacy };
+  enum class Writer {
+    Plain, DefaultCompact, Exponent, ExponentCompact, WeftConcise, WeftExponential, SaveVars, Legacy
+  };
 
   Writer writer = Writer::Plain;
   bool ensureFloatingPoint = true;

@@ -84,10 +84,12 @@ class FloatWriter {
     const std::string_view text = trim(input);
     char line[QvfrgFltToAscii::kBufferSize];
     if (single_) {
-      const float v = bits_ ? std::bit_cast<float>(parseBits<std::uint32_t>(text)) : parseNumber<float>(text, "is out of range for a single");
+      const float v = bits_ ? std::bit_cast<float>(parseBits<std::uint32_t>(text))
+                            : parseNumber<float>(text, "is out of range for a single");
       formatter_.writeSingleFlt(line, v);
     } else {
-      const double v = bits_ ? std::bit_cast<double>(parseBits<std::uint64_t>(text)) : parseNumber<double>(text, "is out of range for a double");
+      const double v = bits_ ? std::bit_cast<double>(parseBits<std::uint64_t>(text))
+                             : parseNumber<double>(text, "is out of range for a double");
       formatter_.writeDoubleFlt(line, v);
     }
     out_.append(line);

@@ -21,11 +21,10 @@ void showFloatFormatter() {
   const struct {
     int target;
     const char* name;
-  } targets[] = {{0, "plain"},           {1, "default"},          {2, "exponent"},
-                 {3, "exponent compact"}, {4, "lower case"},       {5, "weft concise"},
-                 {6, "weft exponential"}, {7, "weft signed"},      {8, "weft exp. signed"},
-                 {9, "weft unsuffixed"},  {10, "weft bare"},       {11, "lower case bare"},
-                 {12, "save vars"},       {14, "legacy"}};
+  } targets[] = {
+      {0, "plain"},        {1, "default"},          {2, "exponent"},    {3, "exponent compact"}, {4, "lower case"},
+      {5, "weft concise"}, {6, "weft exponential"}, {7, "weft signed"}, {8, "weft exp. signed"}, {9, "weft unsuffixed"},
+      {10, "weft bare"},   {11, "lower case bare"}, {12, "save vars"},  {14, "legacy"}};
   std::cout << "doubles 0.1, 1.0, 0.1+0.2, 2.5e7, -0.0, Inf, NaN | singles 0.1f, FLT_MAX, -Inf\n";
   char text[QvfrgFltToAscii::kBufferSize];
   for (const auto& t : targets) {
@@ -42,8 +41,8 @@ void showFloatFormatter() {
     }
     std::cout << "\n";
   }
-  std::cout << "qvsv_complex2ascii(1, -2) = " << qvsv_complex2ascii(1, -2) << ", qvsv_dtoa_numkit(1e20) = "
-            << qvsv_dtoa_numkit(1e20) << "\n";
+  std::cout << "qvsv_complex2ascii(1, -2) = " << qvsv_complex2ascii(1, -2)
+            << ", qvsv_dtoa_numkit(1e20) = " << qvsv_dtoa_numkit(1e20) << "\n";
 }
 
 const DemoSection kFloatFormatter(60, "Float formatter for generated code", showFloatFormatter);

@@ -9,8 +9,8 @@
 #include <bit>
 #include <cfenv>
 #include <cfloat>
-#include <cmath>
 #include <charconv>
+#include <cmath>
 #include <cstring>
 #include <limits>
 
@@ -136,7 +136,7 @@ constexpr int FloorLog10Pow2(int n) { return (n * 315653) >> 20; }
 // of the decimal exponent reads it, so it need not be the nearest double.
 constexpr double ApproximatePowerOfTen(const PowerOfFive& p, int k) {
   const std::uint64_t significand = p.high >> 11;  // 53 bits, top bit set
-  const int exponent = p.exp2 + k + 127;          // of the leading bit
+  const int exponent = p.exp2 + k + 127;           // of the leading bit
   if (exponent > 1023) return std::numeric_limits<double>::infinity();
   if (exponent >= -1022) {
     const auto biased = static_cast<std::uint64_t>(exponent + 1023);
@@ -246,6 +246,22 @@ Window ScaleDown(std::uint64_t m, const PowerOfFive& p, int k) {
 
 constexpr int kNoGuess = std::numeric_limits<int>::min();
 
+// A positive finite magnitude scaled to `count` digits before the point:
+// magnitude × 10^(count - 1 - exponent) as a window of 64 integer and 64
+// fraction bits, with what the read-back test needs to know of the product.
+struct Scaled {
+  u128 window;
+  int exponent;  // floor(log10(magnitude))
+  bool exact;    // the power of five is exact: only the sticky part is lost
+  bool sticky;   // bits below the window are set
+  const PowerOfFive* power;
+  int k;
+  int normalise;
+  std::uint64_t m;  // the double's significand, its exponent e, its biased exponent
+  int e;
+  int biased;
+};
+
 // Whether the decimal `digits` (at the window's scale) reads back as the value
 // whose window is `value`: it must lie within half the gap to each neighbour,
 // F × 2^(normalise - 1 - k) window units for a double (a quarter of the gap
@@ -253,18 +269,22 @@ constexpr int kNoGuess = std::numeric_limits<int>::min();
 // A single is read back as a double first and then rounded: a decimal within
 // a double's spacing of the single's boundary may land on it, so that zone is
 // left undecided.
-ReadBack ReadsBackAt(u128 value, std::uint64_t digits, const PowerOfFive& p, int k, int normalise, std::uint64_t m,
-                     int e, int biased, bool single) {
+ReadBack ReadsBackAt(const Scaled& s, std::uint64_t digits, bool single) {
+  const PowerOfFive& p = *s.power;
+  const int k = s.k;
+  const int normalise = s.normalise;
+  const std::uint64_t m = s.m;
+  const u128 value = s.window;
   const u128 f = (static_cast<u128>(p.high) << 64) | p.low;
   int gapShift = k + 1 - normalise;
-  bool lowerGapHalved = m == (std::uint64_t{1} << 52) && biased > 1;
+  bool lowerGapHalved = m == (std::uint64_t{1} << 52) && s.biased > 1;
   u128 zone = 0;
   if (single) {
-    const int binary = e + std::bit_width(m) - 1;       // floor(log2(value))
-    const int last = std::max(binary, -126) - 23;        // the single's last place
-    gapShift -= last - e;
+    const int binary = s.e + std::bit_width(m) - 1;  // floor(log2(value))
+    const int last = std::max(binary, -126) - 23;    // the single's last place
+    gapShift -= last - s.e;
     lowerGapHalved = m == (std::uint64_t{1} << 52) && binary > -126;
-    zone = (f >> (k - normalise)) + 2;                   // one double spacing
+    zone = (f >> (k - normalise)) + 2;  // one double spacing
   }
   if (gapShift < 0 || gapShift >= 128) return ReadBack::kUndecided;
   const u128 half = f >> gapShift;
@@ -279,22 +299,6 @@ ReadBack ReadsBackAt(u128 value, std::uint64_t digits, const PowerOfFive& p, int
   if (below + 2 + zone <= lowerHalf) return ReadBack::kYes;
   return below >= lowerHalf + 2 + zone ? ReadBack::kNo : ReadBack::kUndecided;
 }
-
-// A positive finite magnitude scaled to `count` digits before the point:
-// magnitude × 10^(count - 1 - exponent) as a window of 64 integer and 64
-// fraction bits, with what the read-back test needs to know of the product.
-struct Scaled {
-  u128 window;
-  int exponent;     // floor(log10(magnitude))
-  bool exact;       // the power of five is exact: only the sticky part is lost
-  bool sticky;      // bits below the window are set
-  const PowerOfFive* power;
-  int k;
-  int normalise;
-  std::uint64_t m;  // the double's significand, its exponent e, its biased exponent
-  int e;
-  int biased;
-};
 
 // Scales, starting from `guess` as the decimal exponent when the caller knows
 // it (kNoGuess otherwise); false when the table or the window cannot serve.
@@ -380,8 +384,26 @@ inline bool Round(double magnitude, int count, int guess, bool single, Significa
   Scaled s;
   std::uint64_t digits = 0;
   if (!Scale(magnitude, count, guess, s) || !RoundScaled(s, count, 0, out, digits)) return false;
-  if (readsBack != nullptr) *readsBack = ReadsBackAt(s.window, digits, *s.power, s.k, s.normalise, s.m, s.e, s.biased, single);
+  if (readsBack != nullptr) *readsBack = ReadsBackAt(s, digits, single);
   return true;
+}
+
+// The double that a correctly rounding parser (strtod in round-to-nearest)
+// reads from the rounded decimal; +infinity past the largest double.
+double ParseSignificand(Significand value, int count) {
+  char all[17];
+  WriteSeventeenDigits(all, value.digits);
+  char text[48];
+  std::memcpy(text, all + 17 - count, static_cast<std::size_t>(count));
+  char* end = text + count;
+  *end++ = 'e';
+  end = std::to_chars(end, text + sizeof text - 1, value.exponent - count + 1).ptr;
+  double parsed = 0;
+  const auto r = std::from_chars(text, end, parsed);
+  if (r.ec == std::errc()) return parsed;
+  // Out of range: let strtod give the infinity (or the denormal) it reads.
+  *end = '\0';
+  return tessel::StrtodLocaleIndependent(text, nullptr);
 }
 
 // Whether the rounded decimal reads back, by parsing it: as a double, or as a
@@ -424,22 +446,6 @@ bool RoundToSignificantDigitsFast(double magnitude, int count, Significand& out,
 
 Significand RoundToSignificantDigits(double magnitude, int count, bool* readsBack, bool single) noexcept {
   return RoundExact(magnitude, count, kNoGuess, single, readsBack);
-}
-
-double ParseSignificand(Significand value, int count) noexcept {
-  char all[17];
-  WriteSeventeenDigits(all, value.digits);
-  char text[48];
-  std::memcpy(text, all + 17 - count, static_cast<std::size_t>(count));
-  char* end = text + count;
-  *end++ = 'e';
-  end = std::to_chars(end, text + sizeof text - 1, value.exponent - count + 1).ptr;
-  double parsed = 0;
-  const auto r = std::from_chars(text, end, parsed);
-  if (r.ec == std::errc()) return parsed;
-  // Out of range: let strtod give the infinity (or the denormal) it reads.
-  *end = '\0';
-  return tessel::StrtodLocaleIndependent(text, nullptr);
 }
 
 float NarrowToSingle(double value) noexcept {
@@ -537,11 +543,6 @@ std::size_t WriteFinite(char* out, const PrintfConversion& c, bool negative, Sig
   return Compose(out, c, negative, value, nullptr);
 }
 
-std::size_t WriteFiniteTrimmed(char* out, const PrintfConversion& c, bool negative, Significand value,
-                               const TrimOptions& trim) noexcept {
-  return Compose(out, c, negative, value, &trim);
-}
-
 std::size_t WriteRoundTrip(char* out, double v, bool single, const PrintfConversion& first,
                            const PrintfConversion& fallback, const TrimOptions* trim) noexcept {
   const double magnitude = std::fabs(v);
@@ -553,8 +554,7 @@ std::size_t WriteRoundTrip(char* out, double v, bool single, const PrintfConvers
   std::uint64_t digits = 0;
   if (magnitude != 0 && Scale(magnitude, first.digits, kNoGuess, scaled) &&
       RoundScaled(scaled, first.digits, 0, rounded, digits)) {
-    const ReadBack back = ReadsBackAt(scaled.window, digits, *scaled.power, scaled.k, scaled.normalise, scaled.m,
-                                      scaled.e, scaled.biased, single);
+    const ReadBack back = ReadsBackAt(scaled, digits, single);
     if (back == ReadBack::kYes ||
         (back == ReadBack::kUndecided && ParsesBack(rounded, first.digits, magnitude, single))) {
       return Compose(out, first, negative, rounded, trim);

@@ -66,7 +66,14 @@ constexpr PrintfConversion ParsePrintfConversion(const char* format) noexcept {
       ++p;
     }
     switch (*p) {
-      case 'a': case 'A': case 'e': case 'E': case 'f': case 'F': case 'g': case 'G':
+      case 'a':
+      case 'A':
+      case 'e':
+      case 'E':
+      case 'f':
+      case 'F':
+      case 'g':
+      case 'G':
         result.conversion = *p++;
         break;
       default:
@@ -105,16 +112,12 @@ enum class ReadBack : signed char { kNo, kYes, kUndecided };
 // double read back is rounded to single. Returns false in the rare cases the
 // product cannot decide the rounding (a near tie with an inexact power);
 // *readsBack may be kUndecided near a boundary.
-QVSV_API bool RoundToSignificantDigitsFast(double magnitude, int count, Significand& out,
-                                           ReadBack* readsBack = nullptr, bool single = false) noexcept;
+QVSV_API bool RoundToSignificantDigitsFast(double magnitude, int count, Significand& out, ReadBack* readsBack = nullptr,
+                                           bool single = false) noexcept;
 // Always exact: the product when it decides, else std::to_chars with a
 // precision (and a parse for the read-back question).
 QVSV_API Significand RoundToSignificantDigits(double magnitude, int count, bool* readsBack = nullptr,
                                               bool single = false) noexcept;
-
-// The double that a correctly rounding parser (std::strtod in round-to-nearest)
-// reads from the rounded decimal; +infinity past the largest double.
-double ParseSignificand(Significand value, int count) noexcept;
 
 // The double rounded to single precision as IEEE arithmetic rounds it,
 // overflow to infinity included (which a plain conversion leaves undefined).
@@ -129,24 +132,20 @@ bool CLibraryMatchesEmulation() noexcept;
 // returns the length (at most 30). `out` must hold 64 bytes: the digits are
 // copied in fixed-size blocks.
 std::size_t WriteFinite(char* out, const PrintfConversion& c, bool negative, Significand value) noexcept;
-// The formatter's trimming of redundant zeros: one digit kept after the
-// point, a bare trailing point given a "0", the exponent's leading zeros
-// dropped when removeExponentZeros, a positional ".0" dropped unless
-// ensureFloatingPoint.
+// The formatter's trimming of redundant zeros, for conversions with the '#'
+// flag whose exponent letter is the one the trimming searches for: one digit
+// kept after the point, a bare trailing point given a "0", the exponent's
+// leading zeros dropped when removeExponentZeros, a positional ".0" dropped
+// unless ensureFloatingPoint.
 struct TrimOptions {
   bool removeExponentZeros = true;
   bool ensureFloatingPoint = true;
 };
 
-// WriteFinite followed by that trimming, for a conversion with the '#' flag
-// whose exponent letter is the one the trimming searches for.
-std::size_t WriteFiniteTrimmed(char* out, const PrintfConversion& c, bool negative, Significand value,
-                               const TrimOptions& trim) noexcept;
-
 // The round-trip procedure for two kEmulated conversions: `first`'s text when
 // it reads back as `v` (through a correctly rounding strtod, then rounded to
 // single when `single`), otherwise `fallback`'s; trimmed when `trim` is not
-// null (same conditions as WriteFiniteTrimmed). `out` must hold 64 bytes.
+// null. `out` must hold 64 bytes.
 std::size_t WriteRoundTrip(char* out, double v, bool single, const PrintfConversion& first,
                            const PrintfConversion& fallback, const TrimOptions* trim) noexcept;
 
