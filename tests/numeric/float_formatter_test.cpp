@@ -1,0 +1,419 @@
+// The formatter's targets, settings and helpers as behaviour: fixed texts per
+// target, trimming, what setTarget resets, copies, and bad input.
+#include <gtest/gtest.h>
+
+#include <bit>
+#include <cfloat>
+#include <cmath>
+#include <cstdint>
+#include <cstring>
+#include <limits>
+#include <random>
+#include <string>
+#include <vector>
+
+#include "qv_services/float_formatter.hpp"
+#include "tests/numeric/comma_locale.hpp"
+#include "tests/numeric/formatter_access.hpp"
+#include "tests/numeric/literal_reference.hpp"
+
+namespace {
+
+using namespace QVSV_Flt2Ascii;
+using Access = QvfrgFltToAsciiAccess;
+
+constexpr double kInf = std::numeric_limits<double>::infinity();
+constexpr double kNaN = std::numeric_limits<double>::quiet_NaN();
+constexpr float kInfF = std::numeric_limits<float>::infinity();
+constexpr float kNaNF = std::numeric_limits<float>::quiet_NaN();
+
+std::string Write(const QvfrgFltToAscii& f, double v) {
+  char text[QvfrgFltToAscii::kBufferSize];
+  f.writeDoubleFlt(text, v);
+  return text;
+}
+
+std::string Write(const QvfrgFltToAscii& f, float v) {
+  char text[QvfrgFltToAscii::kBufferSize];
+  f.writeSingleFlt(text, v);
+  return text;
+}
+
+// ---------------------------------------------------------------------------
+// One table of (target, value, text) covering every target.
+
+struct TargetCase {
+  int target;
+  bool single;
+  double value;
+  const char* expected;
+};
+
+void PrintTo(const TargetCase& c, std::ostream* os) {
+  *os << "target " << c.target << (c.single ? " single " : " double ") << c.value;
+}
+
+class TargetTable : public ::testing::TestWithParam<TargetCase> {};
+
+TEST_P(TargetTable, WritesExpectedText) {
+  const TargetCase& c = GetParam();
+  const QvfrgFltToAscii f(static_cast<TargetEnum>(c.target));
+  EXPECT_EQ(c.single ? Write(f, static_cast<float>(c.value)) : Write(f, c.value), c.expected);
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    EveryTarget, TargetTable,
+    ::testing::Values(
+        // 0: plain "%.17G" / "%.10G", non-finite values as sprintf prints them.
+        TargetCase{0, false, 0.1, "0.10000000000000001"}, TargetCase{0, false, 1.0, "1"},
+        TargetCase{0, false, 1e20, "1E+20"}, TargetCase{0, true, 0.1, "0.1000000015"},
+        TargetCase{0, false, kInf, "INF"}, TargetCase{0, false, -kNaN, "-NAN"},
+        // 1: the default compact form.
+        TargetCase{1, false, 0.1, "0.1"}, TargetCase{1, false, 1.0, "1.0"},
+        TargetCase{1, false, 0.1 + 0.2, "0.30000000000000004"}, TargetCase{1, false, 1e20, "1.0E+20"},
+        TargetCase{1, false, -0.0, "-0.0"}, TargetCase{1, false, kInf, "Inf"}, TargetCase{1, false, -kInf, "-Inf"},
+        TargetCase{1, false, 1e-5, "1.0E-5"}, TargetCase{1, false, 1e14, "100000000000000.0"},
+        TargetCase{1, false, 123456789012345678.0, "1.2345678901234568E+17"},
+        TargetCase{1, true, 0.1, "0.1"}, TargetCase{1, true, FLT_MAX, "3.402823466E+38"},
+        TargetCase{1, true, 16777217.0, "16777216.0"}, TargetCase{1, true, kNaN, "NaN"},
+        // 2: plain exponent "%.16E" / "%.9E".
+        TargetCase{2, false, 0.1, "1.0000000000000001E-01"}, TargetCase{2, true, 0.1, "1.000000015E-01"},
+        TargetCase{2, false, -kInf, "-INF"},
+        // 3: compact exponent form.
+        TargetCase{3, false, 0.1, "1.0E-1"}, TargetCase{3, false, 1234.5, "1.2345E+3"},
+        TargetCase{3, false, 0.1 + 0.2, "3.0000000000000004E-1"}, TargetCase{3, true, 0.1, "1.0E-1"},
+        TargetCase{3, true, -FLT_MAX, "-3.402823466E+38"}, TargetCase{3, false, 1e-300, "1.0E-300"},
+        // 4: lower case.
+        TargetCase{4, false, 1e20, "1.0e+20"}, TargetCase{4, false, 1e-5, "1.0e-5"}, TargetCase{4, false, 0.5, "0.5"},
+        TargetCase{4, false, 2.0, "2.0"},
+        // 5: generated code, concise; the 1e6 switch; singles suffixed.
+        TargetCase{5, false, 2.5e7, "2.5E+7"}, TargetCase{5, true, 0.1, "0.1F"},
+        TargetCase{5, false, 999999.0, "999999.0"}, TargetCase{5, false, 1e6, "1.0E+6"},
+        TargetCase{5, true, 999999.0, "999999.0F"}, TargetCase{5, true, 1e6, "1.0E+6F"},
+        TargetCase{5, false, kInf, "rtInf"}, TargetCase{5, false, -kInf, "rtMinusInf"},
+        TargetCase{5, true, kInf, "rtInfF"}, TargetCase{5, true, -kInf, "rtMinusInfF"},
+        TargetCase{5, true, kNaN, "rtNaNF"}, TargetCase{5, true, FLT_MAX, "3.402823466E+38F"},
+        // 6: generated code, always exponent form.
+        TargetCase{6, false, 0.5, "5.0E-1"}, TargetCase{6, true, 0.5, "5.0E-1F"}, TargetCase{6, false, kNaN, "rtNaN"},
+        // 7 and 8: signed.
+        TargetCase{7, false, 1.0, "+1.0"}, TargetCase{7, false, -1.0, "-1.0"}, TargetCase{7, false, kNaN, "+rtNaN"},
+        TargetCase{7, true, kInf, "+rtInfF"}, TargetCase{7, true, -kInf, "-rtInfF"}, TargetCase{7, false, 0.0, "+0.0"},
+        TargetCase{8, false, 1.0, "+1.0E+0"}, TargetCase{8, true, -2.5e7, "-2.5E+7F"},
+        // 9: no suffix; 10: no suffix and no forced ".0".
+        TargetCase{9, false, 3.0, "3.0"}, TargetCase{9, true, 3.0, "3.0"}, TargetCase{9, true, kInf, "rtInf"},
+        TargetCase{10, false, 3.0, "3"}, TargetCase{10, true, 2.5, "2.5"}, TargetCase{10, true, kInf, "rtInf"},
+        TargetCase{10, false, 1e20, "1.0E+20"}, TargetCase{10, false, -0.0, "-0"},
+        // 11: lower case without a forced ".0" (1.0E+20 style keeps its ".0").
+        TargetCase{11, false, 1.0, "1"}, TargetCase{11, false, 1e20, "1.0e+20"}, TargetCase{11, false, 0.25, "0.25"},
+        // 12: saving variables: fixed formats, no '#' below 1e6.
+        TargetCase{12, false, 0.1, "0.1"}, TargetCase{12, false, 1.0, "1"},
+        TargetCase{12, false, 0.1 + 0.2, "0.30000000000000004"}, TargetCase{12, false, 1e-5, "1E-5"},
+        TargetCase{12, false, 2.5e7, "2.5E+7"}, TargetCase{12, false, 1e20, "1.0E+20"},
+        TargetCase{12, true, FLT_MAX, "3.402823466E+38"}, TargetCase{12, true, 1e6, "1.0E+6"},
+        TargetCase{12, true, 0.1, "0.1"}, TargetCase{12, false, -kInf, "-Inf"},
+        // 13 and unknown numbers: plain.
+        TargetCase{13, false, 0.1, "0.10000000000000001"}, TargetCase{99, false, 1.0, "1"},
+        TargetCase{-1, true, 0.1, "0.1000000015"},
+        // 14: legacy "%G".
+        TargetCase{14, false, 0.1, "0.1"}, TargetCase{14, false, 1e20, "1E+20"},
+        TargetCase{14, false, 123456789.0, "1.23457E+08"}, TargetCase{14, true, 0.1, "0.1"},
+        TargetCase{14, false, kInf, "INF"}));
+
+// ---------------------------------------------------------------------------
+// Settings
+
+TEST(FormatterSettings, DefaultsAreTheDocumentedOnes) {
+  const QvfrgFltToAscii f;
+  EXPECT_EQ(f.getBase(), BASE_DEFAULT);
+  EXPECT_EQ(f.getLiteralFormat(), LITERAL_FORMAT_DEFAULT);
+  EXPECT_FALSE(f.getTreatMinusZeroAsZero());
+  EXPECT_TRUE(f.getEnsureBeingFloatingPoint());
+  EXPECT_TRUE(f.getRemoveExtraZeroAfterSymbolE());
+  EXPECT_STREQ(f.getInfSymbol(), "Inf");
+  EXPECT_STREQ(f.getMinusInfSymbol(), "-Inf");
+  EXPECT_STREQ(f.getNaNSymbol(), "NaN");
+  EXPECT_STREQ(f.getSingleInfSymbol(), "Inf");
+  EXPECT_STREQ(f.getSingleMinusInfSymbol(), "-Inf");
+  EXPECT_STREQ(f.getSingleNaNSymbol(), "NaN");
+  EXPECT_EQ(Write(f, 0.1), "0.10000000000000001");  // target 0
+}
+
+TEST(FormatterSettings, SymbolSetsAndUnknownSetFallsBackToPlain) {
+  QvfrgFltToAscii f(TARGET_DEFAULT);
+  f.setNonFiniteNumberSymbols(NF_SYMBOL_FRG_SIGNED);
+  EXPECT_STREQ(f.getMinusInfSymbol(), "-rtInf");
+  EXPECT_STREQ(f.getSingleNaNSymbol(), "+rtNaN");
+  EXPECT_EQ(Write(f, -kInf), "-rtInf");
+  f.setNonFiniteNumberSymbols(static_cast<NFSymbolEnum>(12345));
+  EXPECT_STREQ(f.getInfSymbol(), "Inf");
+  EXPECT_STREQ(f.getSingleMinusInfSymbol(), "-Inf");
+}
+
+TEST(FormatterSettings, SetTargetResetsEverySettingFirst) {
+  QvfrgFltToAscii f(TARGET_WEFT_CONCISE);
+  f.setBase(static_cast<BaseEnum>(7));
+  f.setLiteralFormat(static_cast<FormatEnum>(8));
+  f.setRemoveExtraZeroAfterSymbolE(false);
+  f.setNonFiniteNumberSymbols(NF_SYMBOL_FRG_SIGNED);
+  Access::setPrecisionFormat(f, PRECISION_DOUBLE, "%#.3G");
+  f.setTarget(TARGET_DEFAULT);
+  EXPECT_EQ(f.getBase(), BASE_DEFAULT);
+  EXPECT_EQ(f.getLiteralFormat(), LITERAL_FORMAT_DEFAULT);
+  EXPECT_TRUE(f.getRemoveExtraZeroAfterSymbolE());
+  EXPECT_STREQ(f.getInfSymbol(), "Inf");
+  EXPECT_EQ(Write(f, 1e20), "1.0E+20");
+  EXPECT_EQ(Write(f, 0.1), "0.1");
+  EXPECT_EQ(Write(f, 0.5f), "0.5");  // no suffix left over from target 5
+}
+
+TEST(FormatterSettings, ExponentZerosStayWhenRemovalIsOff) {
+  QvfrgFltToAscii f(TARGET_DEFAULT);
+  f.setRemoveExtraZeroAfterSymbolE(false);
+  EXPECT_FALSE(f.getRemoveExtraZeroAfterSymbolE());
+  EXPECT_EQ(Write(f, 1e20), "1.0E+20");
+  EXPECT_EQ(Write(f, 1e-5), "1.0E-05");
+  EXPECT_EQ(Write(f, 1e100), "1.0E+100");
+  EXPECT_EQ(Write(f, 2.5e-7f), "2.5E-07");
+}
+
+TEST(FormatterCopies, BehaveLikeTheirSourceAndStayIndependent) {
+  QvfrgFltToAscii source(TARGET_WEFT_CONCISE_SIGNED);
+  source.setRemoveExtraZeroAfterSymbolE(false);
+  const QvfrgFltToAscii copy(source);
+  QvfrgFltToAscii assigned;
+  assigned = source;
+  for (double v : {1.0, -2.5e7, 1e-5, kNaN, -kInf, 0.1 + 0.2}) {
+    EXPECT_EQ(Write(copy, v), Write(source, v));
+    EXPECT_EQ(Write(assigned, v), Write(source, v));
+    EXPECT_EQ(Write(copy, static_cast<float>(v)), Write(source, static_cast<float>(v)));
+  }
+  EXPECT_EQ(Write(copy, 2.5e7), "+2.5E+07");
+  source.setTarget(TARGET_PLAIN);
+  EXPECT_EQ(Write(copy, 1.0f), "+1.0F");
+  EXPECT_STREQ(assigned.getNaNSymbol(), "+rtNaN");
+}
+
+TEST(StaticFormatters, AreTargetsOneAndFourteen) {
+  EXPECT_EQ(Write(QvfrgFltToAscii::defaultFormatter, 1.0), "1.0");
+  EXPECT_EQ(Write(QvfrgFltToAscii::defaultFormatter, 0.1 + 0.2), "0.30000000000000004");
+  EXPECT_EQ(Write(QvfrgFltToAscii::legacyFormatter, 0.1), "0.1");
+  char text[QvfrgFltToAscii::kBufferSize];
+  std::snprintf(text, sizeof text, "%G", kInf);
+  EXPECT_EQ(Write(QvfrgFltToAscii::legacyFormatter, kInf), text);
+}
+
+// ---------------------------------------------------------------------------
+// Trimming
+
+TEST(Trimming, TrailingZerosKeepOneDigitAfterThePoint) {
+  const QvfrgFltToAscii f;
+  EXPECT_EQ(Access::removeTrailingZeros(f, "1.2500"), "1.25");
+  EXPECT_EQ(Access::removeTrailingZeros(f, "1.000"), "1.0");
+  EXPECT_EQ(Access::removeTrailingZeros(f, "1.2500E+7", 'E'), "1.25E+7");
+  EXPECT_EQ(Access::removeTrailingZeros(f, "1.25"), "1.25");
+  EXPECT_EQ(Access::removeTrailingZeros(f, "0"), "0");
+}
+
+TEST(Trimming, ExponentLosesLeadingZerosButKeepsOne) {
+  const QvfrgFltToAscii f;
+  EXPECT_EQ(Access::removeExtraZerosAfterE(f, "1.0E+010"), "1.0E+10");
+  EXPECT_EQ(Access::removeExtraZerosAfterE(f, "1.0E-005"), "1.0E-5");
+  EXPECT_EQ(Access::removeExtraZerosAfterE(f, "1.0E+000"), "1.0E+0");
+  EXPECT_EQ(Access::removeExtraZerosAfterE(f, "1.0E+100"), "1.0E+100");
+  EXPECT_EQ(Access::removeExtraZerosAfterE(f, "1.0e-07"), "1.0e-7");
+}
+
+TEST(Trimming, RedundantZeroDigitsFollowTheSettings) {
+  QvfrgFltToAscii f(TARGET_DEFAULT);
+  EXPECT_EQ(Access::removeRedundantZeroDigits(f, "1.00000000000000"), "1.0");
+  EXPECT_EQ(Access::removeRedundantZeroDigits(f, "100."), "100.0");
+  EXPECT_EQ(Access::removeRedundantZeroDigits(f, "2.50000000000000E+007"), "2.5E+7");
+  Access::setEnsureBeingFloatingPoint(f, false);
+  EXPECT_EQ(Access::removeRedundantZeroDigits(f, "3.000"), "3");
+  EXPECT_EQ(Access::removeRedundantZeroDigits(f, "100."), "100");
+  EXPECT_EQ(Access::removeRedundantZeroDigits(f, "1.00000E+20"), "1.0E+20");
+  EXPECT_EQ(Access::removeRedundantZeroDigits(f, "0.0"), "0");
+  f.setRemoveExtraZeroAfterSymbolE(false);
+  EXPECT_EQ(Access::removeRedundantZeroDigits(f, "2.50000E+07"), "2.5E+07");
+}
+
+// ---------------------------------------------------------------------------
+// Round-trip test
+
+TEST(RoundTripTest, BothParsersMustReadTheValueBack) {
+  const QvfrgFltToAscii f;
+  EXPECT_EQ(Access::convertStrToDouble(f, "1.5"), 1.5);
+  EXPECT_TRUE(Access::isStrRepEqualToDouble(f, 0.1, "0.100000000000000"));
+  EXPECT_FALSE(Access::isStrRepEqualToDouble(f, 0.1 + 0.2, "0.300000000000000"));
+  EXPECT_FALSE(Access::isStrRepEqualToDouble(f, kNaN, "NaN"));
+  EXPECT_FALSE(Access::isStrRepEqualToDouble(f, 1.0, nullptr));
+  EXPECT_TRUE(Access::isStrRepEqualToFloat(f, 0.1f, "0.100000"));
+  EXPECT_FALSE(Access::isStrRepEqualToFloat(f, FLT_MAX, "3.40282E+38"));
+  EXPECT_FALSE(Access::isStrRepEqualToFloat(f, FLT_MAX, "1E+39"));  // reads as infinity
+}
+
+TEST(RoundTripTest, CommaLocaleFailsEveryFractionalFirstTry) {
+  qvsv::test::ScopedCommaLocale comma;
+  if (!comma.available()) GTEST_SKIP() << "no C locale with a ',' decimal point: " << comma.description();
+  const QvfrgFltToAscii f;
+  EXPECT_FALSE(Access::isStrRepEqualToDouble(f, 0.5, "0.5"));  // atof stops at '.'
+  EXPECT_TRUE(Access::isStrRepEqualToDouble(f, 1.0, "1.0"));
+  EXPECT_EQ(Write(QvfrgFltToAscii::defaultFormatter, 0.1), "0,10000000000000001");
+  EXPECT_EQ(Write(QvfrgFltToAscii::defaultFormatter, 0.5), "0,5");
+}
+
+// ---------------------------------------------------------------------------
+// Settings only friends reach, against the literal procedure.
+
+struct SlotCase {
+  const char* name;
+  int slot;
+  const char* format;
+};
+
+// A custom format may make text longer than a writer may write: then the
+// writer's text is cut, and only its length is checked.
+void ExpectSameWithinBuffer(const std::string& written, const std::string& literal, int target, double v) {
+  if (literal.size() <= QvfrgFltToAscii::kMaxSymbolLength) {
+    EXPECT_EQ(written, literal) << "target " << target << " value " << v;
+  } else {
+    EXPECT_LT(written.size(), QvfrgFltToAscii::kBufferSize);
+  }
+}
+
+class CustomSlots : public ::testing::TestWithParam<SlotCase> {};
+
+TEST_P(CustomSlots, AgreeWithLiteralProcedure) {
+  const SlotCase& c = GetParam();
+  for (int target : {1, 3, 5, 11}) {
+    QvfrgFltToAscii f(static_cast<TargetEnum>(target));
+    Access::setPrecisionFormat(f, c.slot, c.format);
+    auto settings = qvsv::test::ReferenceSettings::ForTarget(target);
+    settings.formats[c.slot - PRECISION_DOUBLE] = c.format;
+    std::mt19937_64 rng(static_cast<unsigned>(c.slot * 31 + target));
+    for (int i = 0; i < 3000; ++i) {
+      const std::uint64_t bits =
+          i % 2 ? rng() : (rng() & 0x800FFFFFFFFFFFFFu) | (std::uint64_t{1000 + rng() % 60} << 52);
+      const double v = std::bit_cast<double>(bits);
+      ExpectSameWithinBuffer(Write(f, v), qvsv::test::ReferenceText(settings, v), target, v);
+      const float s = static_cast<float>(v);
+      ExpectSameWithinBuffer(Write(f, s), qvsv::test::ReferenceText(settings, s), target, s);
+    }
+  }
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Formats, CustomSlots,
+    ::testing::Values(SlotCase{"ThreeDigits", PRECISION_DOUBLE, "%#.3G"},
+                      SlotCase{"NoAlternateFlag", PRECISION_DOUBLE, "%.15G"},
+                      SlotCase{"ExponentFirst", PRECISION_DOUBLE, "%#.14E"},
+                      SlotCase{"SignedLowerCase", PRECISION_DOUBLE_FALLBACK, "%+#.17g"},
+                      SlotCase{"MoreDigitsThanEmulated", PRECISION_DOUBLE_FALLBACK, "%#.20G"},
+                      SlotCase{"Fixed", PRECISION_DOUBLE, "%.15f"},
+                      SlotCase{"LiteralText", PRECISION_DOUBLE, "x%#.15Gy"},
+                      SlotCase{"ZeroPrecisionExponent", PRECISION_DOUBLE_EXP, "%#.0E"},
+                      SlotCase{"DefaultPrecision", PRECISION_SINGLE, "%#G"},
+                      SlotCase{"Space", PRECISION_SINGLE_FALLBACK, "% #.9G"},
+                      SlotCase{"Width", PRECISION_DOUBLE_EXP_FALLBACK, "%30.16E"}),
+    [](const auto& info) { return std::string(info.param.name); });
+
+TEST(CustomSettings, MismatchedExponentSymbolAndEnsureFloatingPointAgreeWithLiteralProcedure) {
+  for (bool upper : {true, false}) {
+    for (bool ensure : {true, false}) {
+      QvfrgFltToAscii f(upper ? TARGET_LOWER_CASE : TARGET_DEFAULT);  // the symbol the other case
+      Access::setUpCaseExponentSymbol(f, upper);
+      Access::setEnsureBeingFloatingPoint(f, ensure);
+      auto settings = qvsv::test::ReferenceSettings::ForTarget(upper ? 4 : 1);
+      settings.exponentSymbol = upper ? 'E' : 'e';
+      settings.ensureFloatingPoint = ensure;
+      for (double v : {1e20, 1e-5, 0.1, 2.0, 1e15, 123456.0, 0.1 + 0.2, -0.0, 5e-324}) {
+        EXPECT_EQ(Write(f, v), qvsv::test::ReferenceText(settings, v)) << v;
+        EXPECT_EQ(Write(f, static_cast<float>(v)), qvsv::test::ReferenceText(settings, static_cast<float>(v))) << v;
+      }
+    }
+  }
+}
+
+// ---------------------------------------------------------------------------
+// Bad input
+
+TEST(BadInput, InvalidFormatsAndUnknownSlotsLeaveTheSlotAlone) {
+  QvfrgFltToAscii f(TARGET_DEFAULT);
+  for (const char* format : {"%s", "%n", "%d", "%p", "%*G", "%.*G", "%#.15G%G", "abc", "%", "%LG", "%1$G",
+                             "%#.15G plus more", static_cast<const char*>(nullptr)}) {
+    Access::setPrecisionFormat(f, PRECISION_DOUBLE, format);
+  }
+  Access::setPrecisionFormat(f, 399, "%#.3G");
+  Access::setPrecisionFormat(f, 410, "%#.3G");
+  EXPECT_EQ(Write(f, 0.1), "0.1");
+  EXPECT_EQ(Write(f, 1.0 / 3), "0.33333333333333331");
+}
+
+TEST(BadInput, NullDestinationIsIgnored) {
+  for (int target = 0; target <= 14; ++target) {
+    const QvfrgFltToAscii f(static_cast<TargetEnum>(target));
+    f.writeDoubleFlt(nullptr, 1.0);
+    f.writeSingleFlt(nullptr, kInfF);
+    f.writeDoubleFltDefaultCompact(nullptr, 1.0);
+    f.writeSingleFltDefaultCompact(nullptr, 1.0f);
+  }
+}
+
+TEST(BadInput, NoWriterPassesSixtyFourBytes) {
+  const std::string huge(200, 'S');
+  std::vector<QvfrgFltToAscii> formatters;
+  for (int target = 0; target <= 14; ++target) {
+    QvfrgFltToAscii f(static_cast<TargetEnum>(target));
+    Access::setInfSymbol(f, huge.c_str());
+    Access::setSingleInfSymbol(f, huge.c_str());
+    Access::setSingleNaNSymbol(f, nullptr);
+    Access::setIndicateSingleFloatingPoint(f, true);
+    Access::setPrecisionFormat(f, PRECISION_DOUBLE_FALLBACK, "%99.99f");
+    Access::setPrecisionFormat(f, PRECISION_SINGLE_FALLBACK, "%-99.40E");
+    formatters.push_back(f);
+  }
+  std::mt19937_64 rng(64);
+  std::vector<double> values = {kInf, -kInf, kNaN, DBL_MAX, -DBL_TRUE_MIN, 0.1 + 0.2, 1e300};
+  for (int i = 0; i < 200; ++i) values.push_back(std::bit_cast<double>(rng()));
+  for (const auto& f : formatters) {
+    for (double v : values) {
+      char text[3 * QvfrgFltToAscii::kBufferSize];
+      std::memset(text, 0x5A, sizeof text);
+      f.writeDoubleFlt(text, v);
+      f.writeSingleFlt(text, static_cast<float>(v));
+      f.writeSingleFlt(text, kInfF);
+      EXPECT_LT(std::strlen(text), QvfrgFltToAscii::kBufferSize);
+      for (std::size_t i = QvfrgFltToAscii::kBufferSize; i < sizeof text; ++i) ASSERT_EQ(text[i], 0x5A);
+    }
+  }
+  char text[QvfrgFltToAscii::kBufferSize];
+  formatters[5].writeSingleFlt(text, kInfF);
+  EXPECT_EQ(std::string(text), std::string(QvfrgFltToAscii::kMaxSymbolLength, 'S') + "F");
+  formatters[5].writeSingleFlt(text, kNaNF);
+  EXPECT_STREQ(text, "F");  // an empty symbol, suffixed
+}
+
+TEST(NaNs, EveryPayloadAndSignGivesTheSymbolInCompactWriters) {
+  const QvfrgFltToAscii weft(TARGET_WEFT_CONCISE);
+  for (std::uint64_t bits : {0x7FF8000000000000u, 0xFFF8000000000000u, 0x7FF0000000000001u, 0xFFFFFFFFFFFFFFFFu}) {
+    EXPECT_EQ(Write(weft, std::bit_cast<double>(bits)), "rtNaN");
+    EXPECT_EQ(Write(QvfrgFltToAscii::defaultFormatter, std::bit_cast<double>(bits)), "NaN");
+  }
+  for (std::uint32_t bits : {0x7FC00000u, 0xFFC00000u, 0x7F800001u, 0xFFFFFFFFu}) {
+    EXPECT_EQ(Write(weft, std::bit_cast<float>(bits)), "rtNaNF");
+  }
+  // The plain writers print what sprintf prints, sign included.
+  EXPECT_EQ(Write(QvfrgFltToAscii(TARGET_PLAIN), std::bit_cast<double>(std::uint64_t{0xFFF8000000000001})), "-NAN");
+  EXPECT_EQ(Write(QvfrgFltToAscii(TARGET_PLAIN), std::bit_cast<float>(std::uint32_t{0x7FC00001})), "NAN");
+}
+
+TEST(NaNs, NonfiniteWriterLeavesFiniteValuesUntouched) {
+  const QvfrgFltToAscii f(TARGET_DEFAULT);
+  char text[QvfrgFltToAscii::kBufferSize] = "untouched";
+  EXPECT_FALSE(Access::writeNonfinite(f, text, 1.0));
+  EXPECT_STREQ(text, "untouched");
+  EXPECT_TRUE(Access::writeNonfinite(f, text, -kInf));
+  EXPECT_STREQ(text, "-Inf");
+}
+
+}  // namespace

@@ -1,0 +1,53 @@
+// The tests' side of the formatter's friend: the private setters and helpers
+// that other modules of the product reach the same way.
+#pragma once
+
+#include <cstring>
+#include <string>
+
+#include "qv_services/float_formatter.hpp"
+
+struct QvfrgFltToAsciiAccess {
+  static void setPrecisionFormat(QvfrgFltToAscii& f, int slot, const char* format) {
+    f.setPrecisionFormat(static_cast<QVSV_Flt2Ascii::FloatPrecisionFormatEnum>(slot), format);
+  }
+  static void setEnsureBeingFloatingPoint(QvfrgFltToAscii& f, bool ensure) { f.setEnsureBeingFloatingPoint(ensure); }
+  static void setIndicateSingleFloatingPoint(QvfrgFltToAscii& f, bool on) { f.setIndicateSingleFloatingPoint(on); }
+  static void setUpCaseExponentSymbol(QvfrgFltToAscii& f, bool upper) { f.setUpCaseExponentSymbol(upper); }
+  static void setInfSymbol(QvfrgFltToAscii& f, const char* s) { f.setInfSymbol(s); }
+  static void setSingleInfSymbol(QvfrgFltToAscii& f, const char* s) { f.setSingleInfSymbol(s); }
+  static void setSingleNaNSymbol(QvfrgFltToAscii& f, const char* s) { f.setSingleNaNSymbol(s); }
+
+  static double convertStrToDouble(const QvfrgFltToAscii& f, const char* text) { return f.convertStrToDouble(text); }
+  static bool isStrRepEqualToDouble(const QvfrgFltToAscii& f, double v, const char* text) {
+    return f.isStrRepEqualToDouble(v, text);
+  }
+  static bool isStrRepEqualToFloat(const QvfrgFltToAscii& f, float v, const char* text) {
+    return f.isStrRepEqualToFloat(v, text);
+  }
+  static bool writeNonfinite(const QvfrgFltToAscii& f, char* dst, double v) {
+    return f.writeNonfiniteFloatingPoint(dst, v);
+  }
+
+  // The trimming helpers on a copy of `text`; `endAt` (when found) marks the
+  // end that removeTrailingZeros and removeExtraZerosAfterE are given.
+  static std::string removeTrailingZeros(const QvfrgFltToAscii& f, std::string text, char endAt = '\0') {
+    text.resize(text.size() + 2, '\0');
+    char* s = text.data();
+    char* end = endAt != '\0' && std::strchr(s, endAt) ? std::strchr(s, endAt) : s + std::strlen(s);
+    f.removeTrailingZeros(s, end);
+    return s;
+  }
+  static std::string removeExtraZerosAfterE(const QvfrgFltToAscii& f, std::string text) {
+    text.resize(text.size() + 2, '\0');
+    char* s = text.data();
+    char* e = std::strpbrk(s, "Ee");
+    f.removeExtraZerosAfterE(e, e == nullptr ? nullptr : e + std::strlen(e));
+    return s;
+  }
+  static std::string removeRedundantZeroDigits(const QvfrgFltToAscii& f, std::string text) {
+    text.resize(text.size() + 2, '\0');
+    f.removeRedundantZeroDigits(text.data());
+    return text.c_str();
+  }
+};
