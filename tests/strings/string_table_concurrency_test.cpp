@@ -37,12 +37,12 @@ class StringTableConcurrency : public ::testing::Test {
 
   static qvsvStringTable& table() { return *qvsvStringTable::getInstance(); }
 
-  // Runs body(thread index) on kThreads threads released at the same moment.
+  // Runs body(thread index) on `count` threads released at the same moment.
   template <typename Body>
-  static void runTogether(Body body) {
-    std::latch start(kThreads);
+  static void runTogether(Body body, int count = kThreads) {
+    std::latch start(count);
     std::vector<std::thread> threads;
-    for (int t = 0; t < kThreads; ++t) {
+    for (int t = 0; t < count; ++t) {
       threads.emplace_back([&, t] {
         start.arrive_and_wait();
         body(t);
@@ -156,23 +156,28 @@ TEST_F(StringTableConcurrency, CountsMatchTheLiveStrings) {
 // Copies come and go while another thread makes the text persistent: the
 // persistent mark must survive every decrement that raced with it.
 TEST_F(StringTableConcurrency, PersistentMarkSurvivesRacingDecrements) {
-  const std::size_t rounds = qvsv::test::Scaled(400, 20);
+  const std::size_t rounds = qvsv::test::Scaled(200, 20);
   for (std::size_t round = 0; round < rounds; ++round) {
     const std::u16string text = textOf("persist", round);
     const qvsvString base(text);
     const char16_t* const chars = base.c_str();
+    std::atomic<int> copying{0};
+    std::atomic<bool> done{false};
     runTogether([&](int t) {
       if (t == 0) {
-        for (int spin = 0; spin < static_cast<int>(round % 50); ++spin) std::this_thread::yield();
+        // Strike while the other thread is copying and dropping.
+        while (copying.load() == 0) std::this_thread::yield();
         const qvsvString p = qvsvString::persistent(text);
         EXPECT_EQ(p.c_str(), chars);
+        done.store(true);
         return;
       }
-      for (int i = 0; i < 200; ++i) {
+      copying.fetch_add(1);
+      for (int i = 0; i < 100 || !done.load(std::memory_order_relaxed); ++i) {
         qvsvString copy = base;
         copy.release();
       }
-    });
+    }, 2);  // one thread per core, so that both really run at once
     ASSERT_EQ(table().getRefCount(base), kPersistent) << "round " << round;
     ++persistentTexts_;
   }
