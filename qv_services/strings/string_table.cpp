@@ -41,18 +41,40 @@ struct HostAllocator {
   friend bool operator==(const HostAllocator&, const HostAllocator&) { return true; }
 };
 
+// A lookup that takes a reference to the entry it finds, while the map still
+// holds the bucket's lock: the entry's item cannot be erased under that lock,
+// so the entry cannot be freed before the reference is taken. `acquired` is
+// false when the text was absent or its entry was dying.
+struct ReferenceProbe {
+  std::u16string_view text;
+  bool persistent;
+  mutable Entry* entry = nullptr;
+  mutable bool acquired = false;
+};
+
 // Keys are the entries' own texts (a view, so that lookups may use text that
 // has no terminator). The hash is the boost-style combination over the code
 // units; the empty text hashes to 0.
 struct TextHashCompare {
+  using is_transparent = void;
+
   static std::size_t hash(std::u16string_view key) {
     std::uint32_t h = 0;
     for (const char16_t c : key) h ^= static_cast<std::uint32_t>(c) + 0x9E3779B9u + (h << 6) + (h >> 2);
     return h;
   }
+  static std::size_t hash(const ReferenceProbe& probe) { return hash(probe.text); }
+
   static bool equal(std::u16string_view a, std::u16string_view b) {
     return a.size() == b.size() &&
            (a.data() == b.data() || std::memcmp(a.data(), b.data(), a.size() * sizeof(char16_t)) == 0);
+  }
+  // Called by the map under the bucket's lock, once for the matching item.
+  static bool equal(const ReferenceProbe& probe, std::u16string_view key) {
+    if (!equal(probe.text, key)) return false;
+    probe.entry = Entry::fromChars(key.data());
+    probe.acquired = probe.entry->incrementReferenceCount(probe.persistent);
+    return true;
   }
 };
 
@@ -61,6 +83,16 @@ using Map = tbb::concurrent_hash_map<std::u16string_view, Entry*, TextHashCompar
 using EntryList = std::vector<Entry*, HostAllocator<Entry*>>;
 
 constexpr std::uint32_t kReleasesPerCollection = 10'000'000;
+// Releases are counted per thread and handed to the table's counter in
+// batches: one counter written by every release would make threads that
+// release at the same time take turns on its cache line. The collection thus
+// comes within one batch per thread of the ten-millionth release.
+constexpr std::uint32_t kReleaseBatch = 1024;
+
+std::uint32_t& releasesNotYetCounted() {
+  thread_local std::uint32_t count = 0;
+  return count;
+}
 constexpr double kPersistentInStats = 999999;
 
 // While non-zero, every release collects garbage.
@@ -224,16 +256,11 @@ qvsvStringTableEntry* qvsvStringTable::getStringInternal(const char16_t* chars, 
   if (text.empty() && empty_ != nullptr) return empty_;
   Map& map = state_->map;
 
-  {
-    Map::accessor item;
-    if (map.find(item, text)) {
-      Entry* present = item->second;
-      if (present->incrementReferenceCount(persistent)) return present;
-      // Dying: the thread that dropped its last reference frees it; a fresh
-      // entry takes its place.
-      map.erase(item);
-    }
-  }
+  // A present text takes only the bucket's lock, shared: interning a present
+  // text is the common case and the item lock would double its atomic
+  // operations. Absent and dying entries take the exclusive path below.
+  const ReferenceProbe probe{text, persistent};
+  if (map.count(probe) != 0 && probe.acquired) return probe.entry;
 
   Entry* fresh = Entry::createInstance(text.data(), static_cast<std::uint32_t>(text.size()), persistent);
   for (;;) {
@@ -270,6 +297,8 @@ qvsvStringTableEntry* qvsvStringTable::getStringInternal(const char16_t* chars, 
       Entry::destroyInstance(fresh);
       return present;
     }
+    // Dying: the thread that dropped its last reference frees it; the fresh
+    // entry takes its place.
     map.erase(item);
   }
 }
@@ -284,9 +313,14 @@ void qvsvStringTable::releaseStringInternal(qvsvStringTableEntry* entry) {
     }
     Entry::destroyInstance(e);
   }
-  if (noLeakModeCounter().load(std::memory_order_relaxed) == 0 &&
-      state_->releasesSinceCollection.fetch_add(1, std::memory_order_relaxed) + 1 < kReleasesPerCollection) {
-    return;
+  if (noLeakModeCounter().load(std::memory_order_relaxed) == 0) {
+    std::uint32_t& uncounted = releasesNotYetCounted();
+    if (++uncounted < kReleaseBatch) return;
+    uncounted = 0;
+    if (state_->releasesSinceCollection.fetch_add(kReleaseBatch, std::memory_order_relaxed) + kReleaseBatch <
+        kReleasesPerCollection) {
+      return;
+    }
   }
   state_->releasesSinceCollection.store(0, std::memory_order_relaxed);
   doCollectGarbage(false);

@@ -46,6 +46,10 @@ class qvsvStringTableEntryImpl final : public qvsvStringTableEntry {
   const char16_t* chars() const { return reinterpret_cast<const char16_t*>(this + 1); }
   std::uint32_t length() const { return length_; }
   std::u16string_view view() const { return {chars(), length_}; }
+  // The entry whose text starts at chars (which must be an entry's text).
+  static qvsvStringTableEntryImpl* fromChars(const char16_t* chars) {
+    return const_cast<qvsvStringTableEntryImpl*>(reinterpret_cast<const qvsvStringTableEntryImpl*>(chars) - 1);
+  }
   bool isPersistent() const { return count_.load(std::memory_order_relaxed) == kPersistent; }
 
   // The block size of an entry of `length` code units (for memory figures).

@@ -124,6 +124,21 @@ TEST_F(StringTable, CollectionWithoutTableDoesNotCreateOne) {
   EXPECT_EQ(console.text(), "qvsvStringTable instance 0x0, (0 entries)\n");
 }
 
+TEST_F(StringTable, CollectsOnItsOwnAfterTenMillionReleases) {
+  { const qvsvString dropped(u"dropped"); }
+  const qvsvString kept(u"kept");
+  const auto release = [&](std::size_t times) {
+    for (std::size_t i = 0; i < times; ++i) qvsvString copy = kept;
+  };
+  // Releases are counted in batches of 1024 per thread, so the collection
+  // comes within a batch of the ten-millionth release.
+  release(9'990'000);
+  EXPECT_EQ(table().getNumStrings(), 2u);
+  release(11'000);
+  EXPECT_EQ(table().getNumStrings(), 1u);
+  EXPECT_EQ(refCount(kept), 1u);
+}
+
 TEST_F(StringTable, NoLeakModeFreesNewStringsAtOnceAndNests) {
   const auto survivesDrop = [&](const char16_t* text) {
     { const qvsvString s(text); }
