@@ -47,6 +47,7 @@ struct HostAllocator {
 // false when the text was absent or its entry was dying.
 struct ReferenceProbe {
   std::u16string_view text;
+  std::size_t hash;  // of text, computed while text was measured
   bool persistent;
   mutable Entry* entry = nullptr;
   mutable bool acquired = false;
@@ -58,12 +59,15 @@ struct ReferenceProbe {
 struct TextHashCompare {
   using is_transparent = void;
 
+  static std::uint32_t combine(std::uint32_t h, char16_t c) {
+    return h ^ (static_cast<std::uint32_t>(c) + 0x9E3779B9u + (h << 6) + (h >> 2));
+  }
   static std::size_t hash(std::u16string_view key) {
     std::uint32_t h = 0;
-    for (const char16_t c : key) h ^= static_cast<std::uint32_t>(c) + 0x9E3779B9u + (h << 6) + (h >> 2);
+    for (const char16_t c : key) h = combine(h, c);
     return h;
   }
-  static std::size_t hash(const ReferenceProbe& probe) { return hash(probe.text); }
+  static std::size_t hash(const ReferenceProbe& probe) { return probe.hash; }
 
   static bool equal(std::u16string_view a, std::u16string_view b) {
     return a.size() == b.size() &&
@@ -110,11 +114,16 @@ tbb::spin_mutex& narrowConversionLock() {
 
 Entry* asImpl(qvsvStringTableEntry* e) { return static_cast<Entry*>(e); }
 
-// The text up to its first NUL.
-std::u16string_view untilNul(const char16_t* chars, std::size_t length) {
-  if (chars == nullptr) return {};
-  const std::u16string_view text(chars, length);
-  return text.substr(0, text.find(u'\0'));
+// The text up to its first NUL (among the first `length` code units) and its
+// hash, in one pass.
+std::u16string_view measureAndHash(const char16_t* chars, std::size_t length, std::size_t& hash) {
+  std::uint32_t h = 0;
+  std::size_t n = 0;
+  if (chars != nullptr) {
+    for (; n < length && chars[n] != u'\0'; ++n) h = TextHashCompare::combine(h, chars[n]);
+  }
+  hash = h;
+  return {chars, n};
 }
 
 void printHeader(const void* table, std::size_t entries) {
@@ -248,7 +257,8 @@ void qvsvStringTable::releaseString(qvsvStringTableEntry*& e) {
 qvsvStringTableEntry* qvsvStringTable::getEmptyString() const { return empty_; }
 
 qvsvStringTableEntry* qvsvStringTable::getStringInternal(const char16_t* chars, std::size_t length, bool persistent) {
-  const std::u16string_view text = untilNul(chars, length);
+  std::size_t hash = 0;
+  const std::u16string_view text = measureAndHash(chars, length, hash);
   if (text.size() > std::numeric_limits<std::uint32_t>::max()) {
     throw std::length_error("qvsvString: a text of " + std::to_string(text.size()) +
                             " code units exceeds the table's limit of 4294967295");
@@ -259,7 +269,7 @@ qvsvStringTableEntry* qvsvStringTable::getStringInternal(const char16_t* chars, 
   // A present text takes only the bucket's lock, shared: interning a present
   // text is the common case and the item lock would double its atomic
   // operations. Absent and dying entries take the exclusive path below.
-  const ReferenceProbe probe{text, persistent};
+  const ReferenceProbe probe{text, hash, persistent};
   if (map.count(probe) != 0 && probe.acquired) return probe.entry;
 
   Entry* fresh = Entry::createInstance(text.data(), static_cast<std::uint32_t>(text.size()), persistent);
