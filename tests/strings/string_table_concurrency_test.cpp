@@ -78,22 +78,36 @@ TEST_F(StringTableConcurrency, SameTextsInternedAtOnceShareOneEntryEach) {
   }
 }
 
-// Strings of a few texts are made and dropped as fast as possible, so that
+// Strings of two texts are made and dropped as fast as possible, so that
 // entries die while other threads look them up and fresh entries replace
 // them. Two strings of one text made one after the other must always share an
 // entry: that fails if a lookup revives a dying entry (then freed under it) or
-// if a release erases the fresh replacement of the entry it frees.
-class StringTableConcurrencyChurn : public StringTableConcurrency, public ::testing::WithParamInterface<bool> {};
+// if a release erases the fresh replacement of the entry it frees. Long texts
+// widen the moment between an entry's death and its removal from the map,
+// which the second fault needs; no-leak mode makes entries die on every drop.
+struct ChurnCase {
+  const char* name;
+  bool noLeakMode;
+  std::size_t textLength;
+  std::size_t iterations;  // per thread, before scaling
+};
+
+void PrintTo(const ChurnCase& c, std::ostream* os) { *os << c.name; }
+
+class StringTableConcurrencyChurn : public StringTableConcurrency, public ::testing::WithParamInterface<ChurnCase> {};
 
 TEST_P(StringTableConcurrencyChurn, TwoStringsOfOneTextAlwaysShareAnEntry) {
-  const bool noLeakMode = GetParam();
+  const ChurnCase& c = GetParam();
   std::vector<std::u16string> texts;
-  for (std::size_t i = 0; i < 2; ++i) texts.push_back(textOf("churn", i));
-  const std::size_t iterations = qvsv::test::Scaled(300000, 20000);
+  for (std::size_t i = 0; i < 2; ++i) {
+    texts.push_back(textOf("churn", i));
+    texts.back().resize(c.textLength, u'~');
+  }
+  const std::size_t iterations = qvsv::test::Scaled(c.iterations, c.textLength > 8 ? 60000 : 20000);
   std::atomic<std::size_t> mismatches{0};
   {
     std::unique_ptr<qvsvStringTableDebug::ScopedTableNoLeakModeToggle> toggle;
-    if (noLeakMode) toggle = std::make_unique<qvsvStringTableDebug::ScopedTableNoLeakModeToggle>();
+    if (c.noLeakMode) toggle = std::make_unique<qvsvStringTableDebug::ScopedTableNoLeakModeToggle>();
     runTogether([&](int t) {
       std::minstd_rand random(static_cast<unsigned>(t) + 1);
       for (std::size_t i = 0; i < iterations; ++i) {
@@ -103,15 +117,19 @@ TEST_P(StringTableConcurrencyChurn, TwoStringsOfOneTextAlwaysShareAnEntry) {
         const qvsvString copy = a;
         if (!a.equals(b) || !copy.equals(a) || copy.str() != text) mismatches.fetch_add(1);
         // Without no-leak mode, collections come from a thread of their own.
-        if (!noLeakMode && t == 0 && i % 8 == 0) qvsvStringTableCollectGarbageNow();
+        if (!c.noLeakMode && t == 0 && i % 8 == 0) qvsvStringTableCollectGarbageNow();
       }
     });
   }
   EXPECT_EQ(mismatches.load(), 0u);
 }
 
-INSTANTIATE_TEST_SUITE_P(Modes, StringTableConcurrencyChurn, ::testing::Values(false, true),
-                         [](const auto& info) { return info.param ? "NoLeakMode" : "DeferredRelease"; });
+INSTANTIATE_TEST_SUITE_P(Cases, StringTableConcurrencyChurn,
+                         ::testing::Values(ChurnCase{"ShortDeferred", false, 8, 300000},
+                                           ChurnCase{"ShortNoLeakMode", true, 8, 300000},
+                                           ChurnCase{"LongDeferred", false, 512, 60000},
+                                           ChurnCase{"LongNoLeakMode", true, 512, 60000}),
+                         [](const auto& info) { return std::string(info.param.name); });
 
 // Threads keep slots of strings that they assign, copy, move and release at
 // random, from a shared set of seeds as well as from texts; afterwards every
