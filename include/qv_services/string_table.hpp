@@ -16,7 +16,7 @@
 // released or moved-from string is the empty string.
 //
 // Lifetime. A new entry is freed when its last qvsvString goes, but not before
-// the table's next garbage collection (every ten-millionth release, or
+// the table's next garbage collection (about every ten million releases, or
 // qvsvStringTableCollectGarbageNow()): a text that is dropped and built again
 // soon is not allocated twice. Persistent entries (qvsvString::persistent)
 // live as long as the table. The table is created on first use and lives until
