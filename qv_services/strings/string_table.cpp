@@ -70,8 +70,14 @@ struct TextHashCompare {
   static std::size_t hash(const ReferenceProbe& probe) { return probe.hash; }
 
   static bool equal(std::u16string_view a, std::u16string_view b) {
-    return a.size() == b.size() &&
-           (a.data() == b.data() || std::memcmp(a.data(), b.data(), a.size() * sizeof(char16_t)) == 0);
+    if (a.size() != b.size()) return false;
+    if (a.data() == b.data()) return true;
+    // Most texts are short, and a call to memcmp costs more than comparing them.
+    if (a.size() > 16) return std::memcmp(a.data(), b.data(), a.size() * sizeof(char16_t)) == 0;
+    for (std::size_t i = 0; i < a.size(); ++i) {
+      if (a[i] != b[i]) return false;
+    }
+    return true;
   }
   // Called by the map under the bucket's lock, once for the matching item.
   static bool equal(const ReferenceProbe& probe, std::u16string_view key) {
@@ -94,7 +100,8 @@ constexpr std::uint32_t kReleasesPerCollection = 10'000'000;
 constexpr std::uint32_t kReleaseBatch = 1024;
 
 std::uint32_t& releasesNotYetCounted() {
-  thread_local std::uint32_t count = 0;
+  // initial-exec: a release should not pay for a call to find its counter.
+  thread_local std::uint32_t count __attribute__((tls_model("initial-exec"))) = 0;
   return count;
 }
 constexpr double kPersistentInStats = 999999;
