@@ -17,6 +17,7 @@
 
 #include "bench/bench_support.hpp"
 #include "qv_services/string_table.hpp"
+#include "qv_services/strings/string_table_hash.hpp"
 
 namespace {
 
@@ -199,6 +200,17 @@ void BM_HashU16String(benchmark::State& state) {
   }
 }
 
+// The table's key hash, which every interning computes over the whole text:
+// it is serial, a few cycles per code unit.
+void BM_TableKeyHash(benchmark::State& state) {
+  const std::u16string a = numbered(u'k', 0, static_cast<std::size_t>(state.range(0)));
+  for (auto _ : state) {
+    benchmark::DoNotOptimize(a.data());
+    benchmark::DoNotOptimize(qvsv::strings::detail::textHash(a));
+  }
+}
+
+BENCHMARK(BM_TableKeyHash)->Arg(8);
 BENCHMARK(BM_EqualsQvsvString)->Arg(8)->Arg(8000);
 BENCHMARK(BM_EqualsU16String)->Arg(8)->Arg(8000);
 BENCHMARK(BM_HashQvsvString)->Arg(8)->Arg(8000);
@@ -262,6 +274,7 @@ const qvsv::bench::Ratio kHashLength("BM_HashQvsvString/8000", "BM_HashQvsvStrin
 const qvsv::bench::Ratio kEqualsShort("BM_EqualsQvsvString/8", "BM_EqualsU16String/8");
 const qvsv::bench::Ratio kEqualsLong("BM_EqualsQvsvString/8000", "BM_EqualsU16String/8000");
 const qvsv::bench::Ratio kHashLong("BM_HashQvsvString/8000", "BM_HashU16String/8000");
+const qvsv::bench::Ratio kKeyHash("BM_TableKeyHash/8", "BM_HashU16String/8");
 
 }  // namespace
 

@@ -17,6 +17,7 @@
 #include "qv_services/conversions.hpp"
 #include "qv_services/string_table.hpp"
 #include "qv_services/strings/string_table_entry.hpp"
+#include "qv_services/strings/string_table_hash.hpp"
 #include "tessel/array.hpp"
 #include "tessel/interpreter.hpp"
 #include "tessel/ut.hpp"
@@ -47,26 +48,18 @@ struct HostAllocator {
 // false when the text was absent or its entry was dying.
 struct ReferenceProbe {
   std::u16string_view text;
-  std::size_t hash;  // of text, computed while text was measured
+  std::size_t hash;  // of text
   bool persistent;
   mutable Entry* entry = nullptr;
   mutable bool acquired = false;
 };
 
 // Keys are the entries' own texts (a view, so that lookups may use text that
-// has no terminator). The hash is the boost-style combination over the code
-// units; the empty text hashes to 0.
+// has no terminator).
 struct TextHashCompare {
   using is_transparent = void;
 
-  static std::uint32_t combine(std::uint32_t h, char16_t c) {
-    return h ^ (static_cast<std::uint32_t>(c) + 0x9E3779B9u + (h << 6) + (h >> 2));
-  }
-  static std::size_t hash(std::u16string_view key) {
-    std::uint32_t h = 0;
-    for (const char16_t c : key) h = combine(h, c);
-    return h;
-  }
+  static std::size_t hash(std::u16string_view key) { return qvsv::strings::detail::textHash(key); }
   static std::size_t hash(const ReferenceProbe& probe) { return probe.hash; }
 
   static bool equal(std::u16string_view a, std::u16string_view b) {
@@ -120,18 +113,6 @@ tbb::spin_mutex& narrowConversionLock() {
 }
 
 Entry* asImpl(qvsvStringTableEntry* e) { return static_cast<Entry*>(e); }
-
-// The text up to its first NUL (among the first `length` code units) and its
-// hash, in one pass.
-std::u16string_view measureAndHash(const char16_t* chars, std::size_t length, std::size_t& hash) {
-  std::uint32_t h = 0;
-  std::size_t n = 0;
-  if (chars != nullptr) {
-    for (; n < length && chars[n] != u'\0'; ++n) h = TextHashCompare::combine(h, chars[n]);
-  }
-  hash = h;
-  return {chars, n};
-}
 
 void printHeader(const void* table, std::size_t entries) {
   utPrintf("qvsvStringTable instance 0x%" PRIxPTR ", (%d entries)\n", reinterpret_cast<std::uintptr_t>(table),
@@ -264,20 +245,29 @@ void qvsvStringTable::releaseString(qvsvStringTableEntry*& e) {
 qvsvStringTableEntry* qvsvStringTable::getEmptyString() const { return empty_; }
 
 qvsvStringTableEntry* qvsvStringTable::getStringInternal(const char16_t* chars, std::size_t length, bool persistent) {
-  std::size_t hash = 0;
-  const std::u16string_view text = measureAndHash(chars, length, hash);
+  Map& map = state_->map;
+  // A present text takes only the bucket's lock, shared: interning a present
+  // text is the common case and the item lock would double its atomic
+  // operations. Absent and dying entries take the exclusive path below.
+  const auto referencePresent = [&](std::u16string_view text) -> Entry* {
+    const ReferenceProbe probe{text, qvsv::strings::detail::textHash(text), persistent};
+    return map.count(probe) != 0 && probe.acquired ? probe.entry : nullptr;
+  };
+
+  std::u16string_view text(chars, chars == nullptr ? 0 : length);
+  if (text.empty() && empty_ != nullptr) return empty_;
+  if (Entry* present = referencePresent(text)) return present;
+  // The text ends at a NUL. No key holds one, so the lookup above missed
+  // such a text whatever came before it; look again for what did.
+  if (const std::size_t nul = text.find(u'\0'); nul != std::u16string_view::npos) {
+    text = text.substr(0, nul);
+    if (text.empty() && empty_ != nullptr) return empty_;
+    if (Entry* present = referencePresent(text)) return present;
+  }
   if (text.size() > std::numeric_limits<std::uint32_t>::max()) {
     throw std::length_error("qvsvString: a text of " + std::to_string(text.size()) +
                             " code units exceeds the table's limit of 4294967295");
   }
-  if (text.empty() && empty_ != nullptr) return empty_;
-  Map& map = state_->map;
-
-  // A present text takes only the bucket's lock, shared: interning a present
-  // text is the common case and the item lock would double its atomic
-  // operations. Absent and dying entries take the exclusive path below.
-  const ReferenceProbe probe{text, hash, persistent};
-  if (map.count(probe) != 0 && probe.acquired) return probe.entry;
 
   Entry* fresh = Entry::createInstance(text.data(), static_cast<std::uint32_t>(text.size()), persistent);
   for (;;) {
