@@ -234,7 +234,9 @@ void qvsvStringTable::forceGarbageCollectionNow() {
 void qvsvStringTableCollectGarbageNow() { qvsvStringTable::forceGarbageCollectionNow(); }
 
 qvsvStringTableEntry* qvsvStringTable::getString(const char16_t* chars, std::uint32_t length, bool persistent) {
-  return getStringInternal(chars, length, persistent);
+  // Callers may give more than the text's length: read no further than its NUL.
+  const std::size_t measured = chars == nullptr ? 0 : std::u16string_view(chars, length).find(u'\0');
+  return getStringInternal(chars, std::min<std::size_t>(measured, length), persistent);
 }
 
 void qvsvStringTable::releaseString(qvsvStringTableEntry*& e) {

@@ -278,10 +278,12 @@ TEST_F(StringTable, TextEndsAtItsFirstNul) {
   EXPECT_EQ(cut.c_str(), qvsvString(u"ab").c_str());
   EXPECT_TRUE(cut.equals(std::u16string(u"ab\0zz", 5)));
   EXPECT_TRUE(qvsvString(u"ab").append(u'\0').equals(u"ab"));
-  qvsvStringTableEntry* e = table().getString(u"abcdef", 3, false);
-  EXPECT_EQ(std::u16string(e->c_str()), u"abc");
-  EXPECT_EQ(e->getLength(), 3u);
-  table().releaseString(e);
+  for (const auto& [chars, length] : {std::pair(u"abcdef", 3u), std::pair(u"abc", 100u)}) {
+    qvsvStringTableEntry* e = table().getString(chars, length, false);
+    EXPECT_EQ(std::u16string(e->c_str()), u"abc");
+    EXPECT_EQ(e->getLength(), 3u);
+    table().releaseString(e);
+  }
 }
 
 TEST_F(StringTable, EqualityAndHashFollowTheEntry) {
