@@ -72,7 +72,9 @@ struct TextHashCompare {
     }
     return true;
   }
-  // Called by the map under the bucket's lock, once for the matching item.
+  // Called by the map under the bucket's lock, once for the matching item (a
+  // second call would take a second reference, which the tests of exact
+  // counts would show).
   static bool equal(const ReferenceProbe& probe, std::u16string_view key) {
     if (!equal(probe.text, key)) return false;
     probe.entry = Entry::fromChars(key.data());
@@ -97,6 +99,7 @@ std::uint32_t& releasesNotYetCounted() {
   thread_local std::uint32_t count __attribute__((tls_model("initial-exec"))) = 0;
   return count;
 }
+
 constexpr double kPersistentInStats = 999999;
 
 // While non-zero, every release collects garbage.
