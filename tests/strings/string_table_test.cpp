@@ -1,0 +1,388 @@
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <cinttypes>
+#include <cstdio>
+#include <new>
+#include <random>
+#include <stdexcept>
+#include <string>
+#include <unordered_set>
+#include <vector>
+
+#include "qv_services/string_table.hpp"
+#include "tessel/array.hpp"
+#include "tessel/console.hpp"
+#include "tessel/ut.hpp"
+
+namespace {
+
+using ::testing::ElementsAre;
+using ::testing::IsEmpty;
+
+constexpr std::uint32_t kPersistent = qvsvStringTableEntry::kPersistentReferenceCount;
+
+// Every test starts and ends with a fresh table, so counts are its own.
+class StringTable : public ::testing::Test {
+ protected:
+  void SetUp() override { qvsvStringTableDebug::destroyTable(); }
+  void TearDown() override { qvsvStringTableDebug::destroyTable(); }
+
+  static qvsvStringTable& table() { return *qvsvStringTable::getInstance(); }
+  static std::uint32_t refCount(const qvsvString& s) { return table().getRefCount(s); }
+
+  struct StatsRow {
+    std::u16string text;
+    double count;
+    bool operator==(const StatsRow&) const = default;
+  };
+  friend void PrintTo(const StatsRow& row, std::ostream* os) {
+    *os << "(" << qvsvToStdString(qvsvString(row.text)) << ", " << row.count << ")";
+  }
+
+  static std::vector<StatsRow> stats() {
+    txArray* cell = qvsvStringTableDebug::getStats();
+    EXPECT_TRUE(txIsCell(cell));
+    EXPECT_EQ(txGetN(cell), 2u);
+    std::vector<StatsRow> rows;
+    const txIndex m = txGetM(cell);
+    for (txIndex r = 0; r < m; ++r) rows.push_back({txGetString(txGetCell(cell, r)), txGetScalar(txGetCell(cell, m + r))});
+    txDestroyArray(cell);
+    return rows;
+  }
+};
+
+TEST_F(StringTable, EveryFormOfEmptyTextSharesTheUncountedEmptyEntry) {
+  const char16_t* const null = nullptr;
+  qvsvString released(u"abc");
+  released.release();
+  const qvsvString forms[] = {qvsvString(), qvsvString(u""), qvsvString(null), qvsvString(std::u16string(u"\0abc", 4)),
+                              qvsvString::persistent(null), released};
+  const qvsvStringTableEntry* empty = table().getEmptyString();
+  for (const qvsvString& s : forms) {
+    EXPECT_EQ(s.c_str(), empty->c_str());
+    EXPECT_TRUE(s.empty());
+    EXPECT_EQ(refCount(s), 0u);
+  }
+  qvsvStringTableEntry* e = table().getString(nullptr, 7, false);
+  EXPECT_EQ(e, empty);
+  table().releaseString(e);
+  e = table().getString(u"xyz", 3, false);
+  table().releaseString(e);
+  EXPECT_EQ(e, empty);
+  qvsvStringTableCollectGarbageNow();
+  EXPECT_EQ(table().getNumStrings(), 0u);
+  EXPECT_THAT(stats(), IsEmpty());
+}
+
+// The table keeps its own reference to a new entry until the next
+// collection; getRefCount leaves it out, the statistics show it.
+TEST_F(StringTable, NewEntryWaitsForCollectionAndRefCountLeavesTheTableOut) {
+  {
+    const qvsvString a(u"abc");
+    const qvsvString b = a;
+    EXPECT_EQ(refCount(a), 2u);
+    EXPECT_THAT(stats(), ElementsAre(StatsRow{u"abc", 3}));
+  }
+  EXPECT_THAT(stats(), ElementsAre(StatsRow{u"abc", 1}));
+  const qvsvString again(u"abc");
+  EXPECT_EQ(refCount(again), 1u);
+  qvsvStringTable::forceGarbageCollectionNow();
+  EXPECT_EQ(refCount(again), 1u);
+  EXPECT_THAT(stats(), ElementsAre(StatsRow{u"abc", 1}));
+  { const qvsvString dropped(u"dropped"); }
+  EXPECT_EQ(table().getNumStrings(), 2u);
+  qvsvStringTableCollectGarbageNow();
+  EXPECT_EQ(table().getNumStrings(), 1u);
+}
+
+TEST_F(StringTable, CollectsOnItsOwnAfterTenMillionReleases) {
+  { const qvsvString dropped(u"dropped"); }
+  const qvsvString kept(u"kept");
+  const auto release = [&](std::size_t times) {
+    for (std::size_t i = 0; i < times; ++i) qvsvString copy = kept;
+  };
+  // Releases are counted in batches of 1024 per thread, so the collection
+  // comes within a batch of the ten-millionth release.
+  release(9'990'000);
+  EXPECT_EQ(table().getNumStrings(), 2u);
+  release(11'000);
+  EXPECT_EQ(table().getNumStrings(), 1u);
+  EXPECT_EQ(refCount(kept), 1u);
+}
+
+TEST_F(StringTable, NoLeakModeFreesNewStringsAtOnceAndNests) {
+  const auto survivesDrop = [&](const char16_t* text) {
+    { const qvsvString s(text); }
+    const bool present = table().getNumStrings() == 1;
+    qvsvStringTableCollectGarbageNow();
+    return present;
+  };
+  {
+    qvsvStringTableDebug::ScopedTableNoLeakModeToggle outer;
+    {
+      qvsvStringTableDebug::ScopedTableNoLeakModeToggle inner;
+      EXPECT_FALSE(survivesDrop(u"inner"));
+    }
+    EXPECT_FALSE(survivesDrop(u"outer"));
+    const qvsvString kept(u"kept");
+    { const qvsvString copy = kept; }
+    EXPECT_EQ(table().getNumStrings(), 1u);
+    EXPECT_THAT(stats(), ElementsAre(StatsRow{u"kept", 1}));
+  }
+  EXPECT_TRUE(survivesDrop(u"after"));
+  // An exit without an enter must not switch the mode on.
+  qvsvStringTableDebug::exitTableNoLeakMode();
+  EXPECT_TRUE(survivesDrop(u"unbalanced"));
+}
+
+TEST_F(StringTable, PersistentEntryIsImmortalAndReportedAs999999) {
+  const char16_t* chars = nullptr;
+  {
+    const qvsvString plain(u"abc");
+    chars = plain.c_str();
+    const qvsvString p = qvsvString::persistent(u"abc");
+    EXPECT_TRUE(p.equals(plain));
+    EXPECT_TRUE(table().isPersistent(plain));
+    EXPECT_EQ(refCount(plain), kPersistent);
+    qvsvString copy = p;
+    copy = u"other";
+    EXPECT_EQ(refCount(p), kPersistent);
+  }
+  qvsvStringTableCollectGarbageNow();
+  EXPECT_THAT(stats(), ElementsAre(StatsRow{u"abc", 999999}));
+  const qvsvString later(u"abc");
+  EXPECT_EQ(later.c_str(), chars);
+  EXPECT_EQ(refCount(later), kPersistent);
+}
+
+TEST_F(StringTable, AppendChangesTheReceiverButPlusDoesNot) {
+  qvsvString a(u"ab");
+  const qvsvString b(u"cd");
+  const qvsvString sum = a + b;
+  EXPECT_TRUE(a.equals(u"ab"));
+  EXPECT_TRUE(sum.equals(u"abcd"));
+  EXPECT_TRUE((a + std::u16string(u"!")).equals(u"ab!"));
+
+  const qvsvString returned = a.append(b);
+  EXPECT_TRUE(a.equals(sum));
+  EXPECT_TRUE(returned.equals(sum));
+  a.append(std::u16string(u"ef"));
+  a.append(u'g');
+  a.append(std::u16string(u"0123456"), 5, 100);
+  a.append(std::u16string(u"xyz"), 3, 1);
+  EXPECT_TRUE(a.equals(u"abcdefg56"));
+  EXPECT_THROW(a.append(std::u16string(u"xyz"), 4, 1), std::out_of_range);
+  EXPECT_TRUE(a.equals(u"abcdefg56"));
+}
+
+struct SubstrCase {
+  const char* name;
+  std::uint32_t pos;
+  std::uint32_t count;       // UINT32_MAX: the one-argument form
+  const char16_t* expected;  // null: "invalid string position"
+};
+
+class StringTableSubstr : public StringTable, public ::testing::WithParamInterface<SubstrCase> {};
+
+TEST_P(StringTableSubstr, FollowsStdStringRules) {
+  const SubstrCase& c = GetParam();
+  const qvsvString s(u"abcdef");
+  const auto call = [&] { return c.count == UINT32_MAX ? s.substr(c.pos) : s.substr(c.pos, c.count); };
+  if (c.expected == nullptr) {
+    try {
+      call();
+      ADD_FAILURE() << "no exception";
+    } catch (const std::out_of_range& e) {
+      EXPECT_STREQ(e.what(), "invalid string position");
+    }
+    return;
+  }
+  EXPECT_EQ(call().c_str(), qvsvString(c.expected).c_str());
+}
+
+INSTANTIATE_TEST_SUITE_P(Cases, StringTableSubstr,
+                         ::testing::Values(SubstrCase{"whole", 0, UINT32_MAX, u"abcdef"},
+                                           SubstrCase{"tail", 4, UINT32_MAX, u"ef"},
+                                           SubstrCase{"at_end", 6, UINT32_MAX, u""},
+                                           SubstrCase{"middle", 1, 3, u"bcd"},
+                                           SubstrCase{"count_clipped", 3, 99, u"def"},
+                                           SubstrCase{"end_zero_count", 6, 0, u""},
+                                           SubstrCase{"past_end", 7, UINT32_MAX, nullptr},
+                                           SubstrCase{"past_end_zero_count", 7, 0, nullptr}),
+                         [](const auto& info) { return std::string(info.param.name); });
+
+std::vector<std::u16string> texts(const std::vector<qvsvString>& strings) {
+  std::vector<std::u16string> out;
+  for (const qvsvString& s : strings) out.push_back(s.str());
+  return out;
+}
+
+TEST_F(StringTable, SplitClearsOutputAndKeepsEveryPiece) {
+  std::vector<qvsvString> out{qvsvString(u"stale")};
+  qvsvString::split(out, std::u16string(u",a,,b,"), u',');
+  EXPECT_THAT(texts(out), ElementsAre(u"", u"a", u"", u"b", u""));
+  qvsvString::split(out, qvsvString(u"no separator"), u',');
+  EXPECT_THAT(texts(out), ElementsAre(u"no separator"));
+  qvsvString::split(out, qvsvString(), u',');
+  EXPECT_THAT(out, IsEmpty());
+  // The source may live in the vector that is cleared.
+  out = {qvsvString(u"x;y")};
+  qvsvString::split(out, out[0], u';');
+  EXPECT_THAT(texts(out), ElementsAre(u"x", u"y"));
+}
+
+TEST_F(StringTable, JoinOfNoneAndOneElement) {
+  EXPECT_TRUE(qvsvString::join({}, u',').empty());
+  const qvsvString one(u"only");
+  EXPECT_EQ(qvsvString::join({one}, u',').c_str(), one.c_str());
+  EXPECT_TRUE(qvsvString::join({qvsvString(u"a"), qvsvString(), qvsvString(u"b")}, u'/').equals(u"a//b"));
+}
+
+TEST_F(StringTable, JoinUndoesSplitOnRandomTexts) {
+  std::mt19937 random(7);
+  const std::u16string alphabet = u"ab,\u00E9\U0001F600";
+  for (int round = 0; round < 500; ++round) {
+    std::u16string text;
+    const int length = static_cast<int>(random() % 12);
+    for (int i = 0; i < length; ++i) text.push_back(alphabet[random() % alphabet.size()]);
+    std::vector<qvsvString> pieces;
+    qvsvString::split(pieces, text, u',');
+    ASSERT_EQ(qvsvString::join(pieces, u',').str(), text);
+    for (const qvsvString& piece : pieces) ASSERT_EQ(piece.str().find(u','), std::u16string::npos);
+  }
+}
+
+TEST_F(StringTable, AssignmentsKeepCountsExact) {
+  const qvsvString a(u"a");
+  qvsvString s = a;
+  s = s;
+  s = a;  // the same entry: nothing changes
+  EXPECT_EQ(refCount(a), 2u);
+  s = u"b";
+  EXPECT_EQ(refCount(a), 1u);
+  EXPECT_TRUE(s.equals(u"b"));
+  s = std::u16string(u"a");
+  EXPECT_EQ(refCount(a), 2u);
+  qvsvString moved = std::move(s);
+  EXPECT_EQ(refCount(a), 2u);
+  EXPECT_TRUE(s.empty());  // NOLINT: moved-from strings are defined to be empty
+  s = std::move(moved);
+  EXPECT_TRUE(moved.empty());  // NOLINT
+  EXPECT_EQ(refCount(a), 2u);
+}
+
+TEST_F(StringTable, TextEndsAtItsFirstNul) {
+  const qvsvString cut(std::u16string(u"ab\0cd", 5));
+  EXPECT_EQ(cut.length(), 2u);
+  EXPECT_EQ(cut.c_str(), qvsvString(u"ab").c_str());
+  EXPECT_TRUE(cut.equals(std::u16string(u"ab\0zz", 5)));
+  EXPECT_TRUE(qvsvString(u"ab").append(u'\0').equals(u"ab"));
+  for (const auto& [chars, length] : {std::pair(u"abcdef", 3u), std::pair(u"abc", 100u)}) {
+    qvsvStringTableEntry* e = table().getString(chars, length, false);
+    EXPECT_EQ(std::u16string(e->c_str()), u"abc");
+    EXPECT_EQ(e->getLength(), 3u);
+    table().releaseString(e);
+  }
+}
+
+TEST_F(StringTable, EqualityAndHashFollowTheEntry) {
+  const qvsvString a(u"Gain");
+  const qvsvString b = qvsvString(u"Ga") + u"in";
+  const qvsvString c(u"Gaim");
+  EXPECT_TRUE(a.equals(b) && a == b && !a.equals(c));
+  EXPECT_TRUE(a.equals(std::u16string(u"Gain")) && qvsvString().equals(static_cast<const char16_t*>(nullptr)));
+  const auto x = reinterpret_cast<std::uintptr_t>(a.c_str());
+  EXPECT_EQ(hash_value(a), x + (x >> 3));
+  EXPECT_EQ(hash_value(b), hash_value(a));
+  EXPECT_EQ((std::unordered_set<qvsvString>{a, b, c}.size()), 2u);
+  EXPECT_LT(qvsvStrcmp(c, a), 0);
+  EXPECT_EQ(qvsvStrcmp(a, b), 0);
+}
+
+TEST_F(StringTable, NarrowFormIsEscapedAsciiMadeOnceAndHostCopyIsExact) {
+  const qvsvString s(u"x\u00E9\\\U0001F600");
+  const char* narrow = s.get_converted_lcp_str();
+  EXPECT_STREQ(narrow, "x\\u00E9\\\\\\U0001F600");
+  EXPECT_EQ(qvsvString(s.str()).get_converted_lcp_str(), narrow);
+  EXPECT_EQ(qvsvToStdString(s), narrow);
+  txArray* array = s.getTxArray();
+  EXPECT_EQ(txGetString(array), s.str());
+  txDestroyArray(array);
+}
+
+TEST_F(StringTable, StatsAreSortedByTextThroughTheHost) {
+  tessel::HostCallScope scope;
+  const qvsvString b(u"b"), upper(u"B"), a(u"a"), ab(u"ab");
+  const qvsvString p = qvsvString::persistent(u"\u00E9");
+  const qvsvString a2 = a;
+  EXPECT_THAT(stats(), ElementsAre(StatsRow{u"B", 2}, StatsRow{u"a", 3}, StatsRow{u"ab", 2}, StatsRow{u"b", 2},
+                                   StatsRow{u"\u00E9", 999999}));
+  EXPECT_EQ(qvsvStringTableDebug::getNumStrings(), 5u);
+}
+
+TEST_F(StringTable, PrintStatsListsEntriesSortedByText) {
+  const qvsvString z(u"z\u00E9");
+  const qvsvString y = qvsvString::persistent(u"y");
+  qvsvStringTableCollectGarbageNow();
+  const qvsvString x(u"x");
+  tessel::ConsoleCapture console;
+  qvsvStringTableDebug::printStats();
+  char header[96];
+  std::snprintf(header, sizeof header, "qvsvStringTable instance 0x%" PRIxPTR ", (3 entries)\n",
+                reinterpret_cast<std::uintptr_t>(&table()));
+  EXPECT_EQ(console.text(), std::string(header) + " (x), 2 references\n (y), persistent\n (z\\u00E9), 1 references\n");
+}
+
+// After a failed allocation every live string still owns the only entry of
+// its text, and dropping them all empties the table.
+TEST_F(StringTable, AllocationFailureAtAnyPointLeavesTableConsistent) {
+  std::size_t failAt = 0;
+  for (bool failed = true; failed; ++failAt) {
+    failed = false;
+    {
+      std::vector<qvsvString> live{qvsvString(u"seed0"), qvsvString(u"seed1")};
+      std::vector<std::u16string> wanted;
+      // Enough texts for the map to outgrow its first block of buckets.
+      for (int i = 0; i < 300; ++i) wanted.push_back(u"text" + std::u16string(1, static_cast<char16_t>(u'A' + i)));
+      std::size_t requests = 0;
+      try {
+        tessel::ScopedAllocationFailure failure([&](std::size_t) { return requests++ == failAt; });
+        for (const std::u16string& text : wanted) live.emplace_back(text);
+      } catch (const std::bad_alloc&) {
+        failed = true;
+      }
+      for (const qvsvString& s : live) {
+        const qvsvString again(s.str());
+        ASSERT_EQ(again.c_str(), s.c_str()) << "failure at allocation " << failAt;
+      }
+      ASSERT_EQ(table().getNumStrings(), live.size()) << "failure at allocation " << failAt;
+    }
+    qvsvStringTableCollectGarbageNow();
+    ASSERT_EQ(table().getNumStrings(), 0u) << "failure at allocation " << failAt;
+  }
+  EXPECT_GT(failAt, 600u);  // entries, map nodes, map growth and the pending list all failed once
+}
+
+TEST_F(StringTable, PresentTextNeedsNoAllocation) {
+  const qvsvString present(u"present");
+  tessel::ScopedAllocationFailure failure;
+  const qvsvString again(u"present");
+  EXPECT_EQ(again.c_str(), present.c_str());
+  EXPECT_THROW(qvsvString(u"absent"), std::bad_alloc);
+  EXPECT_EQ(failure.failures(), 1u);
+}
+
+TEST_F(StringTable, DestroyedTableIsRecreatedOnlyByUse) {
+  (void)qvsvString::persistent(u"kept until destroyed");
+  qvsvStringTableDebug::destroyTable();
+  qvsvStringTableCollectGarbageNow();
+  tessel::ConsoleCapture console;
+  qvsvStringTableDebug::printStats();
+  EXPECT_EQ(console.text(), "qvsvStringTable instance 0x0, (0 entries)\n");
+  const qvsvString fresh(u"kept until destroyed");
+  EXPECT_FALSE(table().isPersistent(fresh));
+  EXPECT_EQ(qvsvStringTableDebug::getNumStrings(), 1u);
+}
+
+}  // namespace
