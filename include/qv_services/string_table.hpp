@@ -235,6 +235,10 @@ QVSV_API std::size_t hash_value(const qvsvString& s);
 
 // The wide-string comparisons applied to the two texts, first argument first.
 QVSV_API int qvsvStrcmp(const qvsvString& a, const qvsvString& b);
+QVSV_API int qvsvStrcmpWS(const qvsvString& a, const qvsvString& b);
+QVSV_API int qvsvStrcmpi(const qvsvString& a, const qvsvString& b);
+QVSV_API int qvsvStrncmp(const qvsvString& a, const qvsvString& b, unsigned n);
+QVSV_API int qvsvStrncmpi(const qvsvString& a, const qvsvString& b, unsigned n);
 
 // The text as escaped ASCII (see qvsvStringTableEntry::lcp_str).
 QVSV_API std::string qvsvToStdString(const qvsvString& s);

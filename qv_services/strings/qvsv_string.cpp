@@ -179,5 +179,11 @@ std::size_t hash_value(const qvsvString& s) {
 }
 
 int qvsvStrcmp(const qvsvString& a, const qvsvString& b) { return qvsvStrcmp(a.c_str(), b.c_str()); }
+int qvsvStrcmpWS(const qvsvString& a, const qvsvString& b) { return qvsvStrcmpWS(a.c_str(), b.c_str()); }
+int qvsvStrcmpi(const qvsvString& a, const qvsvString& b) { return qvsvStrcmpi(a.c_str(), b.c_str()); }
+int qvsvStrncmp(const qvsvString& a, const qvsvString& b, unsigned n) { return qvsvStrncmp(a.c_str(), b.c_str(), n); }
+int qvsvStrncmpi(const qvsvString& a, const qvsvString& b, unsigned n) {
+  return qvsvStrncmpi(a.c_str(), b.c_str(), n);
+}
 
 std::string qvsvToStdString(const qvsvString& s) { return std::string(s.get_converted_lcp_str()); }

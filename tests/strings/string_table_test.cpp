@@ -386,3 +386,20 @@ TEST_F(StringTable, DestroyedTableIsRecreatedOnlyByUse) {
 }
 
 }  // namespace
+
+namespace {
+
+// The wide-string comparisons reach the interned texts, first argument first.
+TEST(QvsvStringComparisons, ForwardToTheWideStringRules) {
+  const qvsvString spaced(u"Gain  Block");
+  const qvsvString tabbed(u"gain\t\tblock");
+  EXPECT_NE(qvsvStrcmpWS(spaced, tabbed), 0) << "case still differs";
+  EXPECT_EQ(qvsvStrcmpWS(qvsvString(u"a\tb"), qvsvString(u"a b")), 0);
+  EXPECT_EQ(qvsvStrcmpi(qvsvString(u"\u00C9T\u00C9"), qvsvString(u"\u00E9t\u00E9")), 0);
+  EXPECT_LT(qvsvStrncmp(qvsvString(u"abc"), qvsvString(u"abd"), 3), 0);
+  EXPECT_EQ(qvsvStrncmp(qvsvString(u"abc"), qvsvString(u"abd"), 2), 0);
+  EXPECT_EQ(qvsvStrncmpi(qvsvString(u"ABx"), qvsvString(u"aby"), 2), 0);
+  EXPECT_GT(qvsvStrcmp(qvsvString(u"b"), qvsvString(u"a")), 0);
+}
+
+}  // namespace
