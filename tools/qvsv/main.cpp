@@ -12,11 +12,8 @@ using qvsv::tool::Commands;
 
 void printHelp() {
   std::cout << "usage: qvsv COMMAND [ARGS...]\n\nCommands:\n";
-  std::size_t width = 0;
-  for (const auto* command : Commands()) width = std::max(width, command->usage.size());
   for (const auto* command : Commands()) {
-    std::cout << "  " << command->usage << std::string(width - command->usage.size() + 2, ' ') << command->summary
-              << "\n";
+    std::cout << "  qvsv " << command->usage << "\n      " << command->summary << "\n";
   }
   std::cout << "\nExit status: 0 success, 1 bad input, 2 bad usage.\n";
 }
