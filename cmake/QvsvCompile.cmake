@@ -7,6 +7,11 @@ target_compile_options(qvsv_compile_options INTERFACE -Wall -Wextra -Wno-unused-
 if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU" AND CMAKE_CXX_COMPILER_VERSION VERSION_LESS 13)
   target_compile_options(qvsv_compile_options INTERFACE -Wno-restrict)
 endif()
+# The float formatter builds its table of powers of five at compile time,
+# past clang's default budget for constant evaluation.
+if(CMAKE_CXX_COMPILER_ID STREQUAL "Clang")
+  target_compile_options(qvsv_compile_options INTERFACE -fconstexpr-steps=100000000)
+endif()
 if(QVSV_WERROR)
   target_compile_options(qvsv_compile_options INTERFACE -Werror)
 endif()
