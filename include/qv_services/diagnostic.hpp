@@ -155,10 +155,9 @@ class QVSV_API qvsvDiagnosticImpl {
   // Appends at the end without the filter and limit tests (the list's
   // maximum size still holds: std::length_error "list<T> too long").
   void appendWithoutLimit(qvsvDiagnosticItem* item);
-  // Moves n items [first, last) of another diagnostic's list before where,
-  // checking the list's maximum size first.
-  void spliceItems(ItemList::iterator where, qvsvDiagnosticImpl& from, ItemList::iterator first,
-                   ItemList::iterator last, std::size_t n);
+  // Moves the first n items of another diagnostic's list before where,
+  // checking the list's maximum size first; moving them all takes constant time.
+  void spliceItems(ItemList::iterator where, qvsvDiagnosticImpl& from, std::size_t n);
 
  private:
   std::vector<void*> candidates_;

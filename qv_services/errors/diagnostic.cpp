@@ -116,10 +116,13 @@ void qvsvDiagnosticImpl::appendWithoutLimit(qvsvDiagnosticItem* item) {
   items_.push_back(item);
 }
 
-void qvsvDiagnosticImpl::spliceItems(ItemList::iterator where, qvsvDiagnosticImpl& from, ItemList::iterator first,
-                                     ItemList::iterator last, std::size_t n) {
+void qvsvDiagnosticImpl::spliceItems(ItemList::iterator where, qvsvDiagnosticImpl& from, std::size_t n) {
   if (n > Queue().maxItems - items_.size()) throw std::length_error("list<T> too long");
-  items_.splice(where, from.items_, first, last);
+  if (n == from.items_.size()) {
+    items_.splice(where, from.items_);
+  } else {
+    items_.splice(where, from.items_, from.items_.begin(), std::next(from.items_.begin(), static_cast<std::ptrdiff_t>(n)));
+  }
 }
 
 void* qvsvDiagnosticImpl::operator new(std::size_t size) {

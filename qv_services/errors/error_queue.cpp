@@ -39,9 +39,7 @@ void appendCandidatesOnce(qvsvDiagnosticImpl* dest, const std::vector<void*>& ca
 }
 
 void moveItems(qvsvDiagnosticImpl* dest, qvsvDiagnosticImpl* src, std::size_t n, bool atFront) {
-  auto& from = src->items();
-  const auto last = n == from.size() ? from.end() : std::next(from.begin(), static_cast<std::ptrdiff_t>(n));
-  dest->spliceItems(atFront ? dest->items().begin() : dest->items().end(), *src, from.begin(), last, n);
+  dest->spliceItems(atFront ? dest->items().begin() : dest->items().end(), *src, n);
 }
 
 }  // namespace

@@ -326,16 +326,17 @@ qvsvDiagnosticImpl* restore(std::string_view fragment) {
   XML_SetExternalEntityRefHandler(parser.get(), onExternalEntity);
   XML_SetParamEntityParsing(parser.get(), XML_PARAM_ENTITY_PARSING_ALWAYS);
 
-  std::string document = "<!DOCTYPE diag_root SYSTEM '";
-  document += kSystemId;
-  document += "' []>\n";
-  document.append(fragment);
-  // Expat takes int lengths: very large documents go in pieces.
+  // The document type declaration goes first, then the fragment as it is
+  // (fed in pieces, without copying it: Expat takes int lengths).
+  std::string declaration = "<!DOCTYPE diag_root SYSTEM '";
+  declaration += kSystemId;
+  declaration += "' []>\n";
+  bool ok = XML_Parse(parser.get(), declaration.data(), static_cast<int>(declaration.size()), XML_FALSE) ==
+            XML_STATUS_OK;
   constexpr std::size_t kPiece = std::size_t{1} << 30;
-  bool ok = true;
-  for (std::size_t at = 0; ok && at < document.size(); at += kPiece) {
-    const std::size_t n = std::min(kPiece, document.size() - at);
-    ok = XML_Parse(parser.get(), document.data() + at, static_cast<int>(n), XML_FALSE) == XML_STATUS_OK;
+  for (std::size_t at = 0; ok && at < fragment.size(); at += kPiece) {
+    const std::size_t n = std::min(kPiece, fragment.size() - at);
+    ok = XML_Parse(parser.get(), fragment.data() + at, static_cast<int>(n), XML_FALSE) == XML_STATUS_OK;
   }
   if (ok) ok = XML_Parse(parser.get(), "", 0, XML_TRUE) == XML_STATUS_OK;
   // A well-formed document can still lack a complete root (for example when

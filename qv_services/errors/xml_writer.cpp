@@ -11,6 +11,21 @@ namespace {
 
 const std::string kStep = "    ";
 
+// A close upper estimate of the text a writer produces, so that the output
+// grows once instead of doubling its way up through large documents.
+// perItem covers the fixed text of an item, messageFactor its message (the
+// message form writes base64 of UTF-16: 8 characters per 3 code units).
+std::size_t estimatedSize(const qvsvDiagnosticImpl* diag, std::size_t perItem, std::size_t messageFactor,
+                          std::size_t depth) {
+  if (diag == nullptr) return 0;
+  std::size_t size = 0;
+  for (const qvsvDiagnosticItem* item : diag->items()) {
+    size += perItem + item->identifier.size() + 6 * 4 * depth + messageFactor * (item->message.size() + 2);
+    if (item->cause != nullptr) size += 40 + 8 * depth + estimatedSize(item->cause, perItem, messageFactor, depth + 1);
+  }
+  return size;
+}
+
 void writeMessageItems(std::string& out, qvsvDiagnosticImpl* diag, const std::string& indent) {
   if (diag == nullptr) return;
   for (const qvsvDiagnosticItem* item : diag->items()) {
@@ -73,6 +88,13 @@ class ArgumentRecords {
   ArgumentRecords(const ArgumentRecords&) = delete;
   ArgumentRecords& operator=(const ArgumentRecords&) = delete;
 
+  // Bytes written per item, at most.
+  std::size_t size() const {
+    std::size_t n = 0;
+    for (const ArgumentRecord& record : records_) n += 48 + (record.text == nullptr ? 0 : std::strlen(record.text));
+    return n;
+  }
+
   void write(std::string& out, const std::string& indent) const {
     out += "<arguments>";
     out += indent;
@@ -125,7 +147,9 @@ void writeArgumentItems(std::string& out, qvsvDiagnosticImpl* diag, const std::s
 }  // namespace
 
 std::string qvsvSerializeDiagnosticAsXMLString(qvsvDiagnosticImpl*& diag) {
-  std::string out = "<diag_root>\n";
+  std::string out;
+  out.reserve(32 + estimatedSize(diag, 80, 3, 0));
+  out += "<diag_root>\n";
   writeMessageItems(out, diag, std::string());
   out += "</diag_root>\n";
   qvsvDiscardDiagnostic(diag);
@@ -139,7 +163,9 @@ std::string qvsvSerializeDiagnosticAsXMLStringWithArguments(qvsvDiagnosticImpl*&
 std::string qvsvSerializeDiagnosticAsXMLStringWithArguments(qvsvDiagnosticImpl*& diag,
                                                             const qvsvArgumentVector& arguments) {
   const ArgumentRecords records(arguments);
-  std::string out = "<diag_root>";
+  std::string out;
+  out.reserve(32 + estimatedSize(diag, 60 + records.size(), 0, 0));
+  out += "<diag_root>";
   writeArgumentItems(out, diag, std::string(), records);
   out += "</diag_root>";
   return out;
