@@ -22,6 +22,7 @@
 
 #include "qv_services/float_formatter.hpp"
 #include "tests/numeric/comma_locale.hpp"
+#include "tests/numeric/formatter_access.hpp"
 #include "tests/numeric/literal_reference.hpp"
 #include "tests/support/test_support.hpp"
 
@@ -34,18 +35,6 @@ using qvsv::test::ReferenceText;
 constexpr int kTargetCount = 15;  // 0..14
 // Random patterns per type, spread evenly over the targets.
 constexpr std::size_t kPatternsPerType = 10'050'000;
-
-std::string Written(const QvfrgFltToAscii& formatter, double v) {
-  char text[QvfrgFltToAscii::kBufferSize];
-  formatter.writeDoubleFlt(text, v);
-  return text;
-}
-
-std::string Written(const QvfrgFltToAscii& formatter, float v) {
-  char text[QvfrgFltToAscii::kBufferSize];
-  formatter.writeSingleFlt(text, v);
-  return text;
-}
 
 std::string Hex(std::uint64_t bits, int digits) {
   char text[24];

@@ -27,18 +27,6 @@ constexpr double kNaN = std::numeric_limits<double>::quiet_NaN();
 constexpr float kInfF = std::numeric_limits<float>::infinity();
 constexpr float kNaNF = std::numeric_limits<float>::quiet_NaN();
 
-std::string Write(const QvfrgFltToAscii& f, double v) {
-  char text[QvfrgFltToAscii::kBufferSize];
-  f.writeDoubleFlt(text, v);
-  return text;
-}
-
-std::string Write(const QvfrgFltToAscii& f, float v) {
-  char text[QvfrgFltToAscii::kBufferSize];
-  f.writeSingleFlt(text, v);
-  return text;
-}
-
 // ---------------------------------------------------------------------------
 // One table of (target, value, text) covering every target.
 
@@ -58,7 +46,7 @@ class TargetTable : public ::testing::TestWithParam<TargetCase> {};
 TEST_P(TargetTable, WritesExpectedText) {
   const TargetCase& c = GetParam();
   const QvfrgFltToAscii f(static_cast<TargetEnum>(c.target));
-  EXPECT_EQ(c.single ? Write(f, static_cast<float>(c.value)) : Write(f, c.value), c.expected);
+  EXPECT_EQ(c.single ? Written(f, static_cast<float>(c.value)) : Written(f, c.value), c.expected);
 }
 
 INSTANTIATE_TEST_SUITE_P(
@@ -135,7 +123,7 @@ TEST(FormatterSettings, DefaultsAreTheDocumentedOnes) {
   EXPECT_STREQ(f.getSingleInfSymbol(), "Inf");
   EXPECT_STREQ(f.getSingleMinusInfSymbol(), "-Inf");
   EXPECT_STREQ(f.getSingleNaNSymbol(), "NaN");
-  EXPECT_EQ(Write(f, 0.1), "0.10000000000000001");  // target 0
+  EXPECT_EQ(Written(f, 0.1), "0.10000000000000001");  // target 0
 }
 
 TEST(FormatterSettings, SymbolSetsAndUnknownSetFallsBackToPlain) {
@@ -143,7 +131,7 @@ TEST(FormatterSettings, SymbolSetsAndUnknownSetFallsBackToPlain) {
   f.setNonFiniteNumberSymbols(NF_SYMBOL_FRG_SIGNED);
   EXPECT_STREQ(f.getMinusInfSymbol(), "-rtInf");
   EXPECT_STREQ(f.getSingleNaNSymbol(), "+rtNaN");
-  EXPECT_EQ(Write(f, -kInf), "-rtInf");
+  EXPECT_EQ(Written(f, -kInf), "-rtInf");
   f.setNonFiniteNumberSymbols(static_cast<NFSymbolEnum>(12345));
   EXPECT_STREQ(f.getInfSymbol(), "Inf");
   EXPECT_STREQ(f.getSingleMinusInfSymbol(), "-Inf");
@@ -161,19 +149,19 @@ TEST(FormatterSettings, SetTargetResetsEverySettingFirst) {
   EXPECT_EQ(f.getLiteralFormat(), LITERAL_FORMAT_DEFAULT);
   EXPECT_TRUE(f.getRemoveExtraZeroAfterSymbolE());
   EXPECT_STREQ(f.getInfSymbol(), "Inf");
-  EXPECT_EQ(Write(f, 1e20), "1.0E+20");
-  EXPECT_EQ(Write(f, 0.1), "0.1");
-  EXPECT_EQ(Write(f, 0.5f), "0.5");  // no suffix left over from target 5
+  EXPECT_EQ(Written(f, 1e20), "1.0E+20");
+  EXPECT_EQ(Written(f, 0.1), "0.1");
+  EXPECT_EQ(Written(f, 0.5f), "0.5");  // no suffix left over from target 5
 }
 
 TEST(FormatterSettings, ExponentZerosStayWhenRemovalIsOff) {
   QvfrgFltToAscii f(TARGET_DEFAULT);
   f.setRemoveExtraZeroAfterSymbolE(false);
   EXPECT_FALSE(f.getRemoveExtraZeroAfterSymbolE());
-  EXPECT_EQ(Write(f, 1e20), "1.0E+20");
-  EXPECT_EQ(Write(f, 1e-5), "1.0E-05");
-  EXPECT_EQ(Write(f, 1e100), "1.0E+100");
-  EXPECT_EQ(Write(f, 2.5e-7f), "2.5E-07");
+  EXPECT_EQ(Written(f, 1e20), "1.0E+20");
+  EXPECT_EQ(Written(f, 1e-5), "1.0E-05");
+  EXPECT_EQ(Written(f, 1e100), "1.0E+100");
+  EXPECT_EQ(Written(f, 2.5e-7f), "2.5E-07");
 }
 
 TEST(FormatterCopies, BehaveLikeTheirSourceAndStayIndependent) {
@@ -183,23 +171,23 @@ TEST(FormatterCopies, BehaveLikeTheirSourceAndStayIndependent) {
   QvfrgFltToAscii assigned;
   assigned = source;
   for (double v : {1.0, -2.5e7, 1e-5, kNaN, -kInf, 0.1 + 0.2}) {
-    EXPECT_EQ(Write(copy, v), Write(source, v));
-    EXPECT_EQ(Write(assigned, v), Write(source, v));
-    EXPECT_EQ(Write(copy, static_cast<float>(v)), Write(source, static_cast<float>(v)));
+    EXPECT_EQ(Written(copy, v), Written(source, v));
+    EXPECT_EQ(Written(assigned, v), Written(source, v));
+    EXPECT_EQ(Written(copy, static_cast<float>(v)), Written(source, static_cast<float>(v)));
   }
-  EXPECT_EQ(Write(copy, 2.5e7), "+2.5E+07");
+  EXPECT_EQ(Written(copy, 2.5e7), "+2.5E+07");
   source.setTarget(TARGET_PLAIN);
-  EXPECT_EQ(Write(copy, 1.0f), "+1.0F");
+  EXPECT_EQ(Written(copy, 1.0f), "+1.0F");
   EXPECT_STREQ(assigned.getNaNSymbol(), "+rtNaN");
 }
 
 TEST(StaticFormatters, AreTargetsOneAndFourteen) {
-  EXPECT_EQ(Write(QvfrgFltToAscii::defaultFormatter, 1.0), "1.0");
-  EXPECT_EQ(Write(QvfrgFltToAscii::defaultFormatter, 0.1 + 0.2), "0.30000000000000004");
-  EXPECT_EQ(Write(QvfrgFltToAscii::legacyFormatter, 0.1), "0.1");
+  EXPECT_EQ(Written(QvfrgFltToAscii::defaultFormatter, 1.0), "1.0");
+  EXPECT_EQ(Written(QvfrgFltToAscii::defaultFormatter, 0.1 + 0.2), "0.30000000000000004");
+  EXPECT_EQ(Written(QvfrgFltToAscii::legacyFormatter, 0.1), "0.1");
   char text[QvfrgFltToAscii::kBufferSize];
   std::snprintf(text, sizeof text, "%G", kInf);
-  EXPECT_EQ(Write(QvfrgFltToAscii::legacyFormatter, kInf), text);
+  EXPECT_EQ(Written(QvfrgFltToAscii::legacyFormatter, kInf), text);
 }
 
 // ---------------------------------------------------------------------------
@@ -258,8 +246,8 @@ TEST(RoundTripTest, CommaLocaleFailsEveryFractionalFirstTry) {
   const QvfrgFltToAscii f;
   EXPECT_FALSE(Access::isStrRepEqualToDouble(f, 0.5, "0.5"));  // atof stops at '.'
   EXPECT_TRUE(Access::isStrRepEqualToDouble(f, 1.0, "1.0"));
-  EXPECT_EQ(Write(QvfrgFltToAscii::defaultFormatter, 0.1), "0,10000000000000001");
-  EXPECT_EQ(Write(QvfrgFltToAscii::defaultFormatter, 0.5), "0,5");
+  EXPECT_EQ(Written(QvfrgFltToAscii::defaultFormatter, 0.1), "0,10000000000000001");
+  EXPECT_EQ(Written(QvfrgFltToAscii::defaultFormatter, 0.5), "0,5");
 }
 
 // ---------------------------------------------------------------------------
@@ -295,9 +283,9 @@ TEST_P(CustomSlots, AgreeWithLiteralProcedure) {
       const std::uint64_t bits =
           i % 2 ? rng() : (rng() & 0x800FFFFFFFFFFFFFu) | (std::uint64_t{1000 + rng() % 60} << 52);
       const double v = std::bit_cast<double>(bits);
-      ExpectSameWithinBuffer(Write(f, v), qvsv::test::ReferenceText(settings, v), target, v);
+      ExpectSameWithinBuffer(Written(f, v), qvsv::test::ReferenceText(settings, v), target, v);
       const float s = static_cast<float>(v);
-      ExpectSameWithinBuffer(Write(f, s), qvsv::test::ReferenceText(settings, s), target, s);
+      ExpectSameWithinBuffer(Written(f, s), qvsv::test::ReferenceText(settings, s), target, s);
     }
   }
 }
@@ -327,8 +315,8 @@ TEST(CustomSettings, MismatchedExponentSymbolAndEnsureFloatingPointAgreeWithLite
       settings.exponentSymbol = upper ? 'E' : 'e';
       settings.ensureFloatingPoint = ensure;
       for (double v : {1e20, 1e-5, 0.1, 2.0, 1e15, 123456.0, 0.1 + 0.2, -0.0, 5e-324}) {
-        EXPECT_EQ(Write(f, v), qvsv::test::ReferenceText(settings, v)) << v;
-        EXPECT_EQ(Write(f, static_cast<float>(v)), qvsv::test::ReferenceText(settings, static_cast<float>(v))) << v;
+        EXPECT_EQ(Written(f, v), qvsv::test::ReferenceText(settings, v)) << v;
+        EXPECT_EQ(Written(f, static_cast<float>(v)), qvsv::test::ReferenceText(settings, static_cast<float>(v))) << v;
       }
     }
   }
@@ -345,8 +333,8 @@ TEST(BadInput, InvalidFormatsAndUnknownSlotsLeaveTheSlotAlone) {
   }
   Access::setPrecisionFormat(f, 399, "%#.3G");
   Access::setPrecisionFormat(f, 410, "%#.3G");
-  EXPECT_EQ(Write(f, 0.1), "0.1");
-  EXPECT_EQ(Write(f, 1.0 / 3), "0.33333333333333331");
+  EXPECT_EQ(Written(f, 0.1), "0.1");
+  EXPECT_EQ(Written(f, 1.0 / 3), "0.33333333333333331");
 }
 
 TEST(BadInput, NullDestinationIsIgnored) {
@@ -396,15 +384,15 @@ TEST(BadInput, NoWriterPassesSixtyFourBytes) {
 TEST(NaNs, EveryPayloadAndSignGivesTheSymbolInCompactWriters) {
   const QvfrgFltToAscii weft(TARGET_WEFT_CONCISE);
   for (std::uint64_t bits : {0x7FF8000000000000u, 0xFFF8000000000000u, 0x7FF0000000000001u, 0xFFFFFFFFFFFFFFFFu}) {
-    EXPECT_EQ(Write(weft, std::bit_cast<double>(bits)), "rtNaN");
-    EXPECT_EQ(Write(QvfrgFltToAscii::defaultFormatter, std::bit_cast<double>(bits)), "NaN");
+    EXPECT_EQ(Written(weft, std::bit_cast<double>(bits)), "rtNaN");
+    EXPECT_EQ(Written(QvfrgFltToAscii::defaultFormatter, std::bit_cast<double>(bits)), "NaN");
   }
   for (std::uint32_t bits : {0x7FC00000u, 0xFFC00000u, 0x7F800001u, 0xFFFFFFFFu}) {
-    EXPECT_EQ(Write(weft, std::bit_cast<float>(bits)), "rtNaNF");
+    EXPECT_EQ(Written(weft, std::bit_cast<float>(bits)), "rtNaNF");
   }
   // The plain writers print what sprintf prints, sign included.
-  EXPECT_EQ(Write(QvfrgFltToAscii(TARGET_PLAIN), std::bit_cast<double>(std::uint64_t{0xFFF8000000000001})), "-NAN");
-  EXPECT_EQ(Write(QvfrgFltToAscii(TARGET_PLAIN), std::bit_cast<float>(std::uint32_t{0x7FC00001})), "NAN");
+  EXPECT_EQ(Written(QvfrgFltToAscii(TARGET_PLAIN), std::bit_cast<double>(std::uint64_t{0xFFF8000000000001})), "-NAN");
+  EXPECT_EQ(Written(QvfrgFltToAscii(TARGET_PLAIN), std::bit_cast<float>(std::uint32_t{0x7FC00001})), "NAN");
 }
 
 TEST(NaNs, NonfiniteWriterLeavesFiniteValuesUntouched) {

@@ -51,3 +51,16 @@ struct QvfrgFltToAsciiAccess {
     return text.c_str();
   }
 };
+
+// What a formatter writes for a double or a single, as a string.
+inline std::string Written(const QvfrgFltToAscii& formatter, double v) {
+  char text[QvfrgFltToAscii::kBufferSize];
+  formatter.writeDoubleFlt(text, v);
+  return text;
+}
+
+inline std::string Written(const QvfrgFltToAscii& formatter, float v) {
+  char text[QvfrgFltToAscii::kBufferSize];
+  formatter.writeSingleFlt(text, v);
+  return text;
+}
