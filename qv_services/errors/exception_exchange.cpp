@@ -24,7 +24,14 @@ std::string typeName(const std::type_info& type) {
   int status = 0;
   std::unique_ptr<char, decltype(&std::free)> demangled(abi::__cxa_demangle(type.name(), nullptr, nullptr, &status),
                                                        &std::free);
-  return status == 0 && demangled ? std::string(demangled.get()) : std::string(type.name());
+  std::string name = status == 0 && demangled ? std::string(demangled.get()) : std::string(type.name());
+  // std::throw_with_nested throws a library type wrapping the one given;
+  // the given one is what the thrower named.
+  static const std::string wrapper = "std::_Nested_exception<";
+  if (name.size() > wrapper.size() && name.compare(0, wrapper.size(), wrapper) == 0 && name.back() == '>') {
+    name = name.substr(wrapper.size(), name.size() - wrapper.size() - 1);
+  }
+  return name;
 }
 
 // For an exception that was to carry a diagnostic but no longer does.
