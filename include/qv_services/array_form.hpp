@@ -69,3 +69,10 @@
                                                                          qvsvDiagnosticImpl*& result);
 // The same, throwing the error diagnostic as qvsv::except::DiagnosticException.
 [[nodiscard]] QVSV_API qvsvDiagnosticImpl* qvsvDiagnosticFromArray(const txArray* form);
+
+namespace qvsv::fault {
+// The exception tester (fault_injection.hpp) of every host array that the
+// writer makes and of the copies that a restored diagnostic keeps: a firing
+// call fails as the host's allocator does, with std::bad_alloc.
+inline constexpr const char kArrayForm[] = "qvsv.ArrayForm";
+}  // namespace qvsv::fault

@@ -45,4 +45,17 @@ struct DestroyArray {
 };
 using ArrayPtr = std::unique_ptr<txArray, DestroyArray>;
 
+// Lets the tester qvsv::fault::kArrayForm fail the host array about to be
+// made: throws std::bad_alloc when it fires. Costs one comparison otherwise.
+void CheckArrayAllocation(const char* file = __builtin_FILE(), const char* function = __builtin_FUNCTION(),
+                          int line = __builtin_LINE());
+
+// The array that create makes, owned, after the tester had its say.
+template <typename Create>
+ArrayPtr MakeArray(Create create, const char* file = __builtin_FILE(), const char* function = __builtin_FUNCTION(),
+                   int line = __builtin_LINE()) {
+  CheckArrayAllocation(file, function, line);
+  return ArrayPtr(create());
+}
+
 }  // namespace qvsv::detail

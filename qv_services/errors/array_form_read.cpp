@@ -94,9 +94,9 @@ std::int64_t int64From(const Place& place, const txArray* value) {
 }
 
 txArray* persistentCopy(const txArray* kept) {
-  txArray* copy = txCreateSharedDataCopy(kept);
-  txMakeArrayPersistent(copy);
-  return copy;
+  qvsv::detail::ArrayPtr copy = qvsv::detail::MakeArray([&] { return txCreateSharedDataCopy(kept); });
+  txMakeArrayPersistent(copy.get());
+  return copy.release();
 }
 
 txArray* argumentsFrom(const Place& place, const txArray* value) {

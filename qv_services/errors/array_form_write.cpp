@@ -3,18 +3,23 @@
 // each causes array is handed to its parent as soon as it is made, so the
 // root owns everything and destroying it on failure leaves nothing behind.
 #include <cstdint>
+#include <new>
 #include <utility>
 #include <vector>
 
 #include "qv_services/array_form.hpp"
 #include "qv_services/conversions.hpp"
 #include "qv_services/errors/array_form_fields.hpp"
+#include "qv_services/fault_injection.hpp"
 
 namespace {
 
 using qvsv::detail::ArrayPtr;
+using qvsv::detail::MakeArray;
 
-ArrayPtr none() { return ArrayPtr(txCreateDoubleMatrix(0, 0)); }
+ArrayPtr none() {
+  return MakeArray([] { return txCreateDoubleMatrix(0, 0); });
+}
 
 // Hands value to the struct; a failure destroys value instead of leaking it.
 void put(txArray* s, txIndex element, int field, ArrayPtr value) {
@@ -23,14 +28,17 @@ void put(txArray* s, txIndex element, int field, ArrayPtr value) {
 }
 
 ArrayPtr newForm(const qvsvDiagnosticImpl* diag) {
-  return ArrayPtr(txCreateStructMatrix(1, diag == nullptr ? 0 : diag->count(), qvsv::detail::FormFieldNames()));
+  return MakeArray(
+      [&] { return txCreateStructMatrix(1, diag == nullptr ? 0 : diag->count(), qvsv::detail::FormFieldNames()); });
 }
 
-ArrayPtr sharedCopyOrNone(const txArray* kept) { return kept == nullptr ? none() : ArrayPtr(txCreateSharedDataCopy(kept)); }
+ArrayPtr sharedCopyOrNone(const txArray* kept) {
+  return kept == nullptr ? none() : MakeArray([&] { return txCreateSharedDataCopy(kept); });
+}
 
 ArrayPtr handlesOf(const qvsvDiagnosticItem& item) {
   if (item.handles == nullptr || item.numHandles <= 0) return none();
-  ArrayPtr row(txCreateDoubleMatrix(1, static_cast<txIndex>(item.numHandles)));
+  ArrayPtr row = MakeArray([&] { return txCreateDoubleMatrix(1, static_cast<txIndex>(item.numHandles)); });
   double* out = txGetPrForWrite(row.get());
   for (int i = 0; i < item.numHandles; ++i) out[i] = item.handles[i];
   return row;
@@ -41,26 +49,27 @@ ArrayPtr int64Value(std::int64_t value) {
   const double asDouble = static_cast<double>(value);
   if (asDouble >= -9223372036854775808.0 && asDouble < 9223372036854775808.0 &&
       static_cast<std::int64_t>(asDouble) == value) {
-    return ArrayPtr(txCreateDoubleScalar(asDouble));
+    return MakeArray([&] { return txCreateDoubleScalar(asDouble); });
   }
-  return ArrayPtr(txCreateStringFromUTF8(std::to_string(value)));
+  return MakeArray([&] { return txCreateStringFromUTF8(std::to_string(value)); });
 }
 
 ArrayPtr metadataOf(const qvsvDiagnosticItem& item) {
   if (item.metadata.empty()) return none();
-  ArrayPtr table(txCreateStructMatrix(item.metadata.size(), 1, qvsv::detail::MetadataFieldNames()));
+  ArrayPtr table =
+      MakeArray([&] { return txCreateStructMatrix(item.metadata.size(), 1, qvsv::detail::MetadataFieldNames()); });
   txIndex row = 0;
   for (const auto& [key, value] : item.metadata) {
-    put(table.get(), row, 0, ArrayPtr(txCreateString(key)));
+    put(table.get(), row, 0, MakeArray([&] { return txCreateString(key); }));
     if (const auto* number = std::get_if<std::int64_t>(&value)) {
-      put(table.get(), row, 1, ArrayPtr(txCreateStringFromUTF8(qvsv::detail::kKindInt64)));
+      put(table.get(), row, 1, MakeArray([&] { return txCreateStringFromUTF8(qvsv::detail::kKindInt64); }));
       put(table.get(), row, 2, int64Value(*number));
     } else if (const auto* narrow = std::get_if<std::string>(&value)) {
-      put(table.get(), row, 1, ArrayPtr(txCreateStringFromUTF8(qvsv::detail::kKindString)));
-      put(table.get(), row, 2, ArrayPtr(txCreateString(ConvertStdStringToUString(*narrow))));
+      put(table.get(), row, 1, MakeArray([&] { return txCreateStringFromUTF8(qvsv::detail::kKindString); }));
+      put(table.get(), row, 2, MakeArray([&] { return txCreateString(ConvertStdStringToUString(*narrow)); }));
     } else {
-      put(table.get(), row, 1, ArrayPtr(txCreateStringFromUTF8(qvsv::detail::kKindWideString)));
-      put(table.get(), row, 2, ArrayPtr(txCreateString(std::get<std::u16string>(value))));
+      put(table.get(), row, 1, MakeArray([&] { return txCreateStringFromUTF8(qvsv::detail::kKindWideString); }));
+      put(table.get(), row, 2, MakeArray([&] { return txCreateString(std::get<std::u16string>(value)); }));
     }
     ++row;
   }
@@ -69,13 +78,13 @@ ArrayPtr metadataOf(const qvsvDiagnosticItem& item) {
 
 void writeItem(txArray* form, txIndex element, const qvsvDiagnosticItem& item) {
   using namespace qvsv::detail;
-  put(form, element, kFieldIdentifier, ArrayPtr(txCreateStringFromUTF8(item.identifier)));
-  put(form, element, kFieldMessage, ArrayPtr(txCreateString(item.message)));
-  put(form, element, kFieldExtraMessage, ArrayPtr(txCreateString(item.extraMessage)));
+  put(form, element, kFieldIdentifier, MakeArray([&] { return txCreateStringFromUTF8(item.identifier); }));
+  put(form, element, kFieldMessage, MakeArray([&] { return txCreateString(item.message); }));
+  put(form, element, kFieldExtraMessage, MakeArray([&] { return txCreateString(item.extraMessage); }));
   put(form, element, kFieldArguments, sharedCopyOrNone(item.arguments));
   put(form, element, kFieldHandles, handlesOf(item));
   put(form, element, kFieldStack, sharedCopyOrNone(item.callStack));
-  put(form, element, kFieldCreationTime, ArrayPtr(txCreateDoubleScalar(static_cast<double>(item.creationTime))));
+  put(form, element, kFieldCreationTime, MakeArray([&] { return txCreateDoubleScalar(static_cast<double>(item.creationTime)); }));
   put(form, element, kFieldMetadata, metadataOf(item));
 }
 
@@ -104,3 +113,14 @@ txArray* qvsvDiagnosticToArray(qvsvDiagnosticImpl* const& diag) {
   }
   return root.release();
 }
+
+namespace qvsv::detail {
+
+void CheckArrayAllocation(const char* file, const char* function, int line) {
+  if (!QVSV_ExceptionTester::isXTesterAvailable()) return;
+  qvsvCreateExceptionTesterByName(qvsv::fault::kArrayForm);
+  QVSV_ExceptionTester* tester = qvsvGetExceptionTesterByName(qvsv::fault::kArrayForm);
+  if (tester != nullptr && tester->handleTester("Alloc", file, function, line)) throw std::bad_alloc();
+}
+
+}  // namespace qvsv::detail

@@ -5,6 +5,7 @@
 #include <string>
 
 #include "qv_services/array_form.hpp"
+#include "qv_services/diagnostic_creation.hpp"
 #include "qv_services/errors/array_form_fields.hpp"
 #include "qv_services/errors/exchange_messages.hpp"
 #include "qv_services/exception_exchange.hpp"
@@ -16,6 +17,7 @@ namespace {
 struct LastReported {
   txArray* form = nullptr;
   int context = 0;
+  bool lost = false;  // the last report's form could not be made
   ~LastReported() { txDestroyArray(form); }
 };
 
@@ -46,9 +48,14 @@ void checkArguments(const char* entry, int nlhs, int maxOutputs, int nrhs, int i
 void GetLastReportedEntry(int nlhs, txArray* plhs[], int nrhs, txArray*[]) {
   checkArguments(kGetLastReportedEntry, nlhs, 2, nrhs, 0);
   const LastReported& record = lastReported();
-  ArrayPtr form(record.form != nullptr ? txCreateSharedDataCopy(record.form)
-                                       : txCreateStructMatrix(1, 0, FormFieldNames()));
-  ArrayPtr kind(nlhs >= 2 ? txCreateStringFromUTF8(contextName(record.context)) : nullptr);
+  if (record.lost) {
+    qvsvDiagnosticImpl* shortage = qvsvCreateMemoryAllocationDiagnostic();
+    qvsv::except::RaiseInHost(shortage);
+  }
+  ArrayPtr form = MakeArray([&] {
+    return record.form != nullptr ? txCreateSharedDataCopy(record.form) : txCreateStructMatrix(1, 0, FormFieldNames());
+  });
+  ArrayPtr kind = MakeArray([&] { return nlhs >= 2 ? txCreateStringFromUTF8(contextName(record.context)) : nullptr; });
   if (nlhs >= 1) plhs[0] = form.release();
   if (nlhs >= 2) plhs[1] = kind.release();
 }
@@ -65,15 +72,17 @@ void RecordReportedDiagnostic(qvsvDiagnosticImpl* const& diag, int context) noex
     ForgetReportedDiagnostic();
     return;
   }
+  ForgetReportedDiagnostic();
+  LastReported& record = lastReported();
+  record.context = context;
   try {
     txArray* form = qvsvDiagnosticToArray(diag);
     txMakeArrayPersistent(form);
-    LastReported& record = lastReported();
-    txDestroyArray(record.form);
     record.form = form;
-    record.context = context;
   } catch (...) {
-    ForgetReportedDiagnostic();
+    // Short of memory: host code that reads the record learns so, rather
+    // than reading nothing or the report before.
+    record.lost = true;
   }
 }
 
@@ -82,6 +91,7 @@ void ForgetReportedDiagnostic() noexcept {
   txArray* form = record.form;
   record.form = nullptr;
   record.context = 0;
+  record.lost = false;
   txDestroyArray(form);
 }
 

@@ -12,7 +12,8 @@ inline constexpr const char kRaiseEntry[] = "QvDiagnosticRaise";
 
 // QvDiagnosticGetLastReported(): the host-array form of the last diagnostic
 // reported (a 1 x 0 form when none has been), and as a second output the
-// kind of report: "error", "warning" or "info" ('' when none).
+// kind of report: "error", "warning" or "info" ('' when none). When memory
+// ran short as the report was kept, it raises the out-of-memory diagnostic.
 void GetLastReportedEntry(int nlhs, txArray* plhs[], int nrhs, txArray* prhs[]);
 // QvDiagnosticRaise(form): raises the diagnostic of a host-array form as a
 // host error that keeps its identifier; a malformed form raises the
@@ -23,7 +24,7 @@ void RaiseEntry(int nlhs, txArray* plhs[], int nrhs, txArray* prhs[]);
 // warning, 2 error, 3 information). Only while the host has the entry that
 // reads it registered (the module is loaded) is the diagnostic's form kept;
 // otherwise nothing is kept, so reports cost nothing more and hold nothing.
-// Never throws: a form that cannot be made is simply not kept.
+// Never throws: when the form cannot be made, the shortage is kept instead.
 void RecordReportedDiagnostic(qvsvDiagnosticImpl* const& diag, int context) noexcept;
 // Drops the record (the module's terminate).
 void ForgetReportedDiagnostic() noexcept;
