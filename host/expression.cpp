@@ -5,6 +5,7 @@
 #include <string>
 #include <vector>
 
+#include "host/literal_reader.hpp"
 #include "tessel/foundation.hpp"
 #include "tessel/interpreter.hpp"
 
@@ -19,9 +20,9 @@ struct Node {
   std::vector<Node> arguments;
 };
 
-class ExpressionParser {
+class ExpressionParser : detail::LiteralReader {
  public:
-  explicit ExpressionParser(std::u16string_view text) : text_(text) {}
+  explicit ExpressionParser(std::u16string_view text) : LiteralReader(text, "column") {}
 
   Node parse() {
     skipBlanks();
@@ -32,17 +33,8 @@ class ExpressionParser {
   }
 
  private:
-  [[noreturn]] void fail(const std::string& what) const { failAt(pos_, what); }
-  [[noreturn]] void failAt(std::size_t pos, const std::string& what) const {
-    throw HostError("Tessel:ParseError", "Parse error at column " + std::to_string(pos + 1) + ": " + what + ".");
-  }
-
-  bool at(char16_t c) const { return pos_ < text_.size() && text_[pos_] == c; }
   bool atDigit(std::size_t pos) const { return pos < text_.size() && text_[pos] >= u'0' && text_[pos] <= u'9'; }
   static bool isLetter(char16_t c) { return (c >= u'a' && c <= u'z') || (c >= u'A' && c <= u'Z'); }
-  void skipBlanks() {
-    while (at(u' ') || at(u'\t')) ++pos_;
-  }
 
   Node expression(int depth) {
     if (depth > kMaxExpressionDepth) {
@@ -58,7 +50,7 @@ class ExpressionParser {
       node.kind = Node::Kind::Number;
       node.number = number();
     } else if (pos_ < text_.size() && isLetter(text_[pos_])) {
-      if (text_.substr(pos_, 5) == u"char(") {
+      if (atCharCall()) {
         charCall(node.text);
       } else {
         node.kind = Node::Kind::Call;
@@ -122,69 +114,6 @@ class ExpressionParser {
       skipBlanks();
     }
   }
-
-  // Elements separated by blanks and/or one comma, up to the closing bracket.
-  void concatenation(std::u16string& out) {
-    skipBlanks();
-    if (at(u']')) {
-      ++pos_;
-      return;
-    }
-    for (;;) {
-      if (at(u'\'')) {
-        quoted(out);
-      } else if (text_.substr(pos_, 5) == u"char(") {
-        charCall(out);
-      } else {
-        fail("expected a quoted text or char(N)");
-      }
-      const std::size_t afterElement = pos_;
-      skipBlanks();
-      const bool comma = at(u',');
-      if (comma) {
-        ++pos_;
-        skipBlanks();
-      }
-      if (!comma && at(u']')) {
-        ++pos_;
-        return;
-      }
-      if (pos_ == text_.size()) fail("expected ']'");
-      if (!comma && pos_ == afterElement) fail("expected a blank, a comma or ']'");
-    }
-  }
-
-  void quoted(std::u16string& out) {
-    const std::size_t open = pos_++;
-    for (;;) {
-      if (pos_ == text_.size() || at(u'\n') || at(u'\r')) failAt(open, "the quoted text is not terminated");
-      if (at(u'\'')) {
-        ++pos_;
-        if (!at(u'\'')) return;
-      }
-      out.push_back(text_[pos_++]);
-    }
-  }
-
-  void charCall(std::u16string& out) {
-    pos_ += 5;
-    skipBlanks();
-    const std::size_t start = pos_;
-    unsigned code = 0;
-    while (atDigit(pos_)) {
-      code = code * 10 + static_cast<unsigned>(text_[pos_] - u'0');
-      if (code > 0xFFFF) failAt(start, "character code out of range 0 to 65535");
-      ++pos_;
-    }
-    if (pos_ == start) fail("expected a decimal character code");
-    skipBlanks();
-    if (!at(u')')) fail("expected ')'");
-    ++pos_;
-    out.push_back(static_cast<char16_t>(code));
-  }
-
-  std::u16string_view text_;
-  std::size_t pos_ = 0;
 };
 
 struct DestroyArray {

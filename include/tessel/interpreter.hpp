@@ -95,7 +95,7 @@ TESSEL_API std::u16string EvaluateStringExpression(std::u16string_view expressio
 // '.', starting with a letter), optionally followed by arguments in
 // parentheses, separated by commas, each an expression itself (so calls nest):
 //   error('Demo:fail', ['line one' char(10) 'line two'])
-//   QvDiagnosticRaise(QvDiagnosticGetLastReported)
+//   report(lastResult, 'summary', 2.5e-3)
 // Blanks may surround every part. The whole expression is read before
 // anything is called; a syntax error throws HostError "Tessel:ParseError"
 // "Parse error at column N: ..." naming the 1-based column (in UTF-16 code
