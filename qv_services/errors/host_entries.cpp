@@ -55,9 +55,8 @@ void GetLastReportedEntry(int nlhs, txArray* plhs[], int nrhs, txArray*[]) {
   ArrayPtr form = MakeArray([&] {
     return record.form != nullptr ? txCreateSharedDataCopy(record.form) : txCreateStructMatrix(1, 0, FormFieldNames());
   });
-  ArrayPtr kind = MakeArray([&] { return nlhs >= 2 ? txCreateStringFromUTF8(contextName(record.context)) : nullptr; });
+  if (nlhs >= 2) plhs[1] = MakeArray([&] { return txCreateStringFromUTF8(contextName(record.context)); }).release();
   if (nlhs >= 1) plhs[0] = form.release();
-  if (nlhs >= 2) plhs[1] = kind.release();
 }
 
 void RaiseEntry(int nlhs, txArray*[], int nrhs, txArray* prhs[]) {
