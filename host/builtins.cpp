@@ -1,5 +1,5 @@
 // Built-in host functions: the two anonymous functions that sort and reorder
-// the rows of a cell array, and the customisation refresh.
+// the rows of a cell array, the customisation refresh and error.
 #include "host/builtins.hpp"
 
 #include <algorithm>
@@ -119,6 +119,23 @@ void refreshCustomizations(int nlhs, txArray* plhs[], int nrhs, txArray* prhs[])
   g_refresh_count.fetch_add(1, std::memory_order_relaxed);
 }
 
+// error(identifier, message) or error(message): raises the host error, with
+// "Tessel:UserError" as identifier when none is given.
+void raiseError(int, txArray*[], int nrhs, txArray* prhs[]) {
+  if (nrhs < 1 || nrhs > 2) {
+    throw HostError("Tessel:BadArguments", "error takes 1 or 2 inputs, got " + std::to_string(nrhs));
+  }
+  for (int i = 0; i < nrhs; ++i) {
+    if (!txIsChar(prhs[i]) && !txIsEmpty(prhs[i])) {
+      throw HostError("Tessel:BadArguments", "error: input " + std::to_string(i + 1) + " must be text, not " +
+                                                 txGetClassName(prhs[i]));
+    }
+  }
+  auto text = [&](int i) { return txIsChar(prhs[i]) ? txGetStringUTF8(prhs[i]) : std::string(); };
+  if (nrhs == 2) throw HostError(text(0), text(1));
+  throw HostError("Tessel:UserError", text(0));
+}
+
 }  // namespace
 
 int RefreshCustomizationsCount() { return g_refresh_count.load(std::memory_order_relaxed); }
@@ -129,6 +146,7 @@ void RegisterBuiltins(const std::function<void(const std::string&, HostFunction)
   add("@(x)sort(x(:,1))", sortFirstColumn);
   add("@(x,i) x(i,:)", selectRows);
   add("qv_refresh_customizations", refreshCustomizations);
+  add("error", raiseError);
 }
 
 }  // namespace detail

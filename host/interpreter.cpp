@@ -12,7 +12,7 @@
 namespace tessel {
 
 HostError::HostError(std::string identifier, const std::string& message)
-    : std::runtime_error(message), identifier_(std::move(identifier)) {}
+    : std::runtime_error(message), identifier_(std::move(identifier)), stack_(GetCallStackFrames()) {}
 
 namespace {
 

@@ -4,6 +4,7 @@
 #include <iterator>
 
 #include "qv_services/errors/diagnostic_state.hpp"
+#include "qv_services/errors/host_entries.hpp"
 #include "qv_services/tracer.hpp"
 
 namespace {
@@ -27,12 +28,17 @@ int TLInitialize_qv_services() {
   return 0;
 }
 
-void TLTerminate_qv_services() { initialized() = false; }
+void TLTerminate_qv_services() {
+  qvsv::detail::ForgetReportedDiagnostic();
+  initialized() = false;
+}
 
 const tessel::ModuleFunctionTable* QueryTLFcnTable_qv_services() {
   // QvTracerGetStat is overloaded; the cast picks the host entry.
   static const tessel::ModuleFunction functions[] = {
       {"QvTracerGetStat", static_cast<tessel::HostEntryPoint>(&QvTracerGetStat)},
+      {qvsv::detail::kGetLastReportedEntry, &qvsv::detail::GetLastReportedEntry},
+      {qvsv::detail::kRaiseEntry, &qvsv::detail::RaiseEntry},
   };
   static const tessel::ModuleFunctionTable table{std::size(functions), functions};
   return &table;

@@ -2,15 +2,18 @@
 // programs that want the whole interface in one include.
 #pragma once
 
+#include "qv_services/array_form.hpp"
 #include "qv_services/conversions.hpp"
 #include "qv_services/diagnostic.hpp"
 #include "qv_services/diagnostic_creation.hpp"
 #include "qv_services/error_queue.hpp"
 #include "qv_services/except.hpp"
+#include "qv_services/exception_exchange.hpp"
 #include "qv_services/export.hpp"
 #include "qv_services/fault_injection.hpp"
 #include "qv_services/feature.hpp"
 #include "qv_services/float_formatter.hpp"
+#include "qv_services/interpreter_calls.hpp"
 #include "qv_services/listeners.hpp"
 #include "qv_services/module.hpp"
 #include "qv_services/number_text.hpp"

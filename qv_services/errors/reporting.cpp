@@ -4,6 +4,7 @@
 #include "qv_services/reporting.hpp"
 
 #include "qv_services/feature.hpp"
+#include "qv_services/errors/host_entries.hpp"
 #include "qv_services/feature/detail/feature_access.hpp"
 #include "qv_services/listeners.hpp"
 #include "qv_services/renderings.hpp"
@@ -55,6 +56,7 @@ void report(qvsvDiagnosticImpl*& diag, qvsvDiagnosticListenerContext context) {
     return;
   }
   qvsv::detail::CountAndAnnounce(diag);
+  qvsv::detail::RecordReportedDiagnostic(diag, context);
   qvsv::detail::RunDiagnosticCallbacks(diag);
   if (diag == nullptr) return;
   bool taken = false;
