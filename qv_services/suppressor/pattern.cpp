@@ -5,9 +5,30 @@
 
 namespace qvsv::detail {
 
+namespace {
+
+// The pattern as a message can show it: control characters as \xNN.
+std::string shown(const std::string& pattern) {
+  static const char kHex[] = "0123456789abcdef";
+  std::string out;
+  for (const char c : pattern) {
+    const auto byte = static_cast<unsigned char>(c);
+    if (byte < 0x20 || byte == 0x7f) {
+      out += "\\x";
+      out += kHex[byte >> 4];
+      out += kHex[byte & 15];
+    } else {
+      out += c;
+    }
+  }
+  return out;
+}
+
+}  // namespace
+
 PatternKey ParsePattern(const std::string& pattern) {
   const auto refuse = [&](const char* why) {
-    throw std::invalid_argument("'" + pattern + "' is not an identifier pattern: " + why);
+    throw std::invalid_argument("'" + shown(pattern) + "' is not an identifier pattern: " + why);
   };
   if (pattern.empty()) refuse("it is empty");
   for (const char c : pattern) {
