@@ -16,7 +16,9 @@
 // Warnings pass one more step before all of that (suppressor.hpp): while the
 // feature DiagnosticSuppressor, read once per warning, is non-zero, items the
 // suppression database covers are taken out; a warning left with no items is
-// released without a report. Hidden items still count under their identifier.
+// released without a report. Hidden items still count under their identifier;
+// they are released before the hand-over, so their pending handles reach no
+// process callback, as if they had never been reported.
 // Errors and information are never suppressed.
 #pragma once
 
