@@ -23,31 +23,29 @@ struct ScopedDiagnosticSuppression::UndoLog {
   std::vector<Record> records;
 
   void rememberCoverage(const PatternKey& key) {
-    const auto& map = Suppressor().suppressions.map(key.prefix);
-    const auto it = map.find(key.text);
-    records.push_back({key, false, it == map.end() ? std::nullopt : std::optional<Coverage>(it->second), {}});
+    const Coverage* coverage = Suppressor().suppressions.find(key);
+    records.push_back({key, false, coverage == nullptr ? std::nullopt : std::optional<Coverage>(*coverage), {}});
   }
   void rememberState(const PatternKey& key) {
-    const auto& map = Suppressor().states.map(key.prefix);
-    const auto it = map.find(key.text);
-    records.push_back({key, true, {}, it == map.end() ? std::nullopt : std::optional<StateEntry>(it->second)});
+    const StateEntry* state = Suppressor().states.find(key);
+    records.push_back({key, true, {}, state == nullptr ? std::nullopt : std::optional<StateEntry>(*state)});
   }
 
-  template <typename Map, typename Value>
-  static void restore(Map& map, const std::string& key, std::optional<Value>& previous) {
+  template <typename Table, typename Value>
+  static void restore(Table& table, const PatternKey& key, std::optional<Value>& previous) {
     if (previous) {
-      map[key] = std::move(*previous);
+      table.at(key) = std::move(*previous);
     } else {
-      map.erase(key);
+      table.erase(key);
     }
   }
 
   void undo() noexcept {
     for (auto it = records.rbegin(); it != records.rend(); ++it) {
       if (it->isState) {
-        restore(Suppressor().states.map(it->key.prefix), it->key.text, it->state);
+        restore(Suppressor().states, it->key, it->state);
       } else {
-        restore(Suppressor().suppressions.map(it->key.prefix), it->key.text, it->coverage);
+        restore(Suppressor().suppressions, it->key, it->coverage);
       }
     }
     records.clear();

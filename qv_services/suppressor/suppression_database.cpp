@@ -39,7 +39,7 @@ namespace {
 bool add(const std::string& pattern, const double* handle) {
   const qvsv::detail::PatternKey key = qvsv::detail::ParsePattern(pattern);
   const double checked = handle == nullptr ? 0.0 : qvsv::detail::CheckedHandle(*handle);
-  qvsv::detail::Coverage& coverage = Suppressor().suppressions.map(key.prefix)[key.text];
+  qvsv::detail::Coverage& coverage = Suppressor().suppressions.at(key);
   if (handle == nullptr) return !std::exchange(coverage.everyHandle, true);
   return coverage.handles.insert(checked).second;
 }
@@ -47,12 +47,13 @@ bool add(const std::string& pattern, const double* handle) {
 bool remove(const std::string& pattern, const double* handle) {
   const qvsv::detail::PatternKey key = qvsv::detail::ParsePattern(pattern);
   const double checked = handle == nullptr ? 0.0 : qvsv::detail::CheckedHandle(*handle);
-  auto& map = Suppressor().suppressions.map(key.prefix);
-  const auto it = map.find(key.text);
-  if (it == map.end()) return false;
-  const bool existed = handle == nullptr ? std::exchange(it->second.everyHandle, false)
-                                         : it->second.handles.erase(checked) != 0;
-  if (it->second.empty()) map.erase(it);
+  auto& table = Suppressor().suppressions;
+  const qvsv::detail::Coverage* found = table.find(key);
+  if (found == nullptr) return false;
+  qvsv::detail::Coverage& coverage = table.at(key);
+  const bool existed = handle == nullptr ? std::exchange(coverage.everyHandle, false)
+                                         : coverage.handles.erase(checked) != 0;
+  if (coverage.empty()) table.erase(key);
   return existed;
 }
 

@@ -138,7 +138,7 @@ class Reader {
     PatternKey key;
     if (!read("suppress", attributes, {"pattern", "handle"}, {"pattern"}, values)) return;
     if (!pattern(*find(values, "pattern"), key)) return;
-    qvsv::detail::Coverage& coverage = staging_.suppressions.map(key.prefix)[key.text];
+    qvsv::detail::Coverage& coverage = staging_.suppressions.at(key);
     const std::string* handle = find(values, "handle");
     if (handle == nullptr) {
       coverage.everyHandle = true;
@@ -160,7 +160,7 @@ class Reader {
     if (!pattern(*find(values, "pattern"), key)) return;
     const std::string& value = *find(values, "value");
     try {
-      staging_.states.map(key.prefix)[key.text] = {qvsvParseWarningState(value), {}};
+      staging_.states.at(key) = {qvsvParseWarningState(value), {}};
     } catch (const std::invalid_argument&) {
       fail("InvalidValue", {value, std::string("value")});
     }

@@ -29,12 +29,12 @@ void qvsvSetWarningState(const std::string& pattern, qvsvWarningState state) {
   }
   const qvsv::detail::PatternKey key = qvsv::detail::ParsePattern(pattern);
   // A fresh entry: setting a state, even the same one, forgets what "once" let through.
-  Suppressor().states.map(key.prefix)[key.text] = qvsv::detail::StateEntry{state, {}};
+  Suppressor().states.at(key) = qvsv::detail::StateEntry{state, {}};
 }
 
 bool qvsvRemoveWarningState(const std::string& pattern) {
   const qvsv::detail::PatternKey key = qvsv::detail::ParsePattern(pattern);
-  return Suppressor().states.map(key.prefix).erase(key.text) != 0;
+  return Suppressor().states.erase(key);
 }
 
 qvsvWarningStateDecision qvsvGetWarningState(const std::string& identifier) {

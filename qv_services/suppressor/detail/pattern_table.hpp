@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <cstddef>
 #include <functional>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <unordered_map>
@@ -31,22 +32,41 @@ struct StringHash {
   std::size_t operator()(std::string_view text) const { return std::hash<std::string_view>{}(text); }
 };
 
+// One hash map from key text to a slot holding the exact pattern's value and
+// the prefix pattern's value, so that every lookup makes the same probes
+// however many patterns there are: the identifier, then each prefix of it
+// that ends at a ':'.
 template <typename Value>
 class PatternTable {
  public:
-  using Map = std::unordered_map<std::string, Value, StringHash, std::equal_to<>>;
+  bool empty() const { return slots_.empty(); }
+  void clear() { slots_.clear(); }
 
-  Map& map(bool prefix) { return prefix ? prefixes_ : exact_; }
-  const Map& map(bool prefix) const { return prefix ? prefixes_ : exact_; }
-  bool empty() const { return exact_.empty() && prefixes_.empty(); }
-  void clear() {
-    exact_.clear();
-    prefixes_.clear();
+  // The value of the pattern, or null.
+  const Value* find(const PatternKey& key) const {
+    const auto it = slots_.find(std::string_view(key.text));
+    if (it == slots_.end()) return nullptr;
+    const std::optional<Value>& value = part(it->second, key.prefix);
+    return value ? &*value : nullptr;
+  }
+  // The value of the pattern, made (value-initialised) when absent.
+  Value& at(const PatternKey& key) {
+    std::optional<Value>& value = part(slots_[key.text], key.prefix);
+    if (!value) value.emplace();
+    return *value;
+  }
+  // True when the pattern had a value.
+  bool erase(const PatternKey& key) {
+    const auto it = slots_.find(std::string_view(key.text));
+    if (it == slots_.end() || !part(it->second, key.prefix)) return false;
+    part(it->second, key.prefix).reset();
+    if (!it->second.exact && !it->second.prefix) slots_.erase(it);
+    return true;
   }
 
-  // Calls visit(key, prefix, value) for each pattern matching the identifier, the
-  // most specific first (exact, then longer prefixes before shorter ones),
-  // until visit answers true; returns whether one did.
+  // Calls visit(key, prefix, value) for each pattern matching the identifier,
+  // the most specific first (exact, then longer prefixes before shorter
+  // ones), until visit answers true; returns whether one did.
   template <typename Visit>
   bool visitMatches(std::string_view identifier, Visit&& visit) const {
     return visitIn(*this, identifier, visit);
@@ -57,39 +77,45 @@ class PatternTable {
     return visitIn(*this, identifier, visit);
   }
 
-  // The entries ordered by pattern text as users write it.
-  std::vector<std::pair<std::string, const Value*>> sorted() const;
+  // The patterns as users write them, in byte order, with their values.
+  std::vector<std::pair<std::string, const Value*>> sorted() const {
+    std::vector<std::pair<std::string, const Value*>> out;
+    for (const auto& [text, slot] : slots_) {
+      if (slot.exact) out.emplace_back(text, &*slot.exact);
+      if (slot.prefix) out.emplace_back(text + "*", &*slot.prefix);
+    }
+    std::sort(out.begin(), out.end(), [](const auto& a, const auto& b) { return a.first < b.first; });
+    return out;
+  }
 
  private:
+  struct Slot {
+    std::optional<Value> exact;
+    std::optional<Value> prefix;  // for "text*"
+  };
+
+  static std::optional<Value>& part(Slot& slot, bool prefix) { return prefix ? slot.prefix : slot.exact; }
+  static const std::optional<Value>& part(const Slot& slot, bool prefix) { return prefix ? slot.prefix : slot.exact; }
+
   template <typename Self, typename Visit>
   static bool visitIn(Self& self, std::string_view identifier, Visit& visit) {
-    if (!self.exact_.empty()) {
-      if (const auto it = self.exact_.find(identifier);
-          it != self.exact_.end() && visit(std::string_view(it->first), false, it->second))
-        return true;
-    }
-    if (self.prefixes_.empty()) return false;
-    // Longer prefixes first: they end at later colons.
+    if (self.slots_.empty()) return false;
+    const auto whole = self.slots_.find(identifier);
+    const auto none = self.slots_.end();
+    if (whole != none && whole->second.exact &&
+        visit(std::string_view(whole->first), false, *whole->second.exact))
+      return true;
+    // Longer prefixes first: they end at later colons; an identifier that ends
+    // in ':' is its own longest prefix.
     for (std::size_t end = identifier.size(); end > 0; --end) {
       if (identifier[end - 1] != ':') continue;
-      const auto it = self.prefixes_.find(identifier.substr(0, end));
-      if (it != self.prefixes_.end() && visit(std::string_view(it->first), true, it->second)) return true;
+      const auto it = end == identifier.size() ? whole : self.slots_.find(identifier.substr(0, end));
+      if (it != none && it->second.prefix && visit(std::string_view(it->first), true, *it->second.prefix)) return true;
     }
     return false;
   }
 
-  Map exact_;
-  Map prefixes_;
+  std::unordered_map<std::string, Slot, StringHash, std::equal_to<>> slots_;
 };
-
-template <typename Value>
-std::vector<std::pair<std::string, const Value*>> PatternTable<Value>::sorted() const {
-  std::vector<std::pair<std::string, const Value*>> out;
-  out.reserve(exact_.size() + prefixes_.size());
-  for (const auto& [key, value] : exact_) out.emplace_back(key, &value);
-  for (const auto& [key, value] : prefixes_) out.emplace_back(key + "*", &value);
-  std::sort(out.begin(), out.end(), [](const auto& a, const auto& b) { return a.first < b.first; });
-  return out;
-}
 
 }  // namespace qvsv::detail
