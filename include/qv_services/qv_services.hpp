@@ -21,6 +21,7 @@
 #include "qv_services/renderings.hpp"
 #include "qv_services/reporting.hpp"
 #include "qv_services/string_table.hpp"
+#include "qv_services/suppressor.hpp"
 #include "qv_services/testing_hook.hpp"
 #include "qv_services/tracer.hpp"
 #include "qv_services/wide_string.hpp"

@@ -8,6 +8,7 @@
 #include "qv_services/feature/detail/feature_access.hpp"
 #include "qv_services/listeners.hpp"
 #include "qv_services/renderings.hpp"
+#include "qv_services/suppressor/report_step.hpp"
 #include "qv_services/util/listener_registry.hpp"
 #include "tessel/display.hpp"
 #include "tessel/ut.hpp"
@@ -43,15 +44,15 @@ void handOverAllHandles(qvsvDiagnosticImpl* diag) {
   for (qvsvDiagnosticItem* item : diag->items()) diag->handOverHandles(item);
 }
 
-// Always consumes diag.
-void report(qvsvDiagnosticImpl*& diag, qvsvDiagnosticListenerContext context) {
+// Always consumes diag. Unfiltered warnings (high priority) skip the warn-once filters.
+void report(qvsvDiagnosticImpl*& diag, qvsvDiagnosticListenerContext context, bool filtered = true) {
   if (diag == nullptr) return;
   if (diag->isEmpty()) {
     qvsvDiscardDiagnostic(diag);
     return;
   }
   handOverAllHandles(diag);
-  if (context == qvsv::util::kWarningContext && !qvsv::detail::PassesWarnOnceFilters(diag)) {
+  if (context == qvsv::util::kWarningContext && filtered && !qvsv::detail::PassesWarnOnceFilters(diag)) {
     qvsvDiscardDiagnostic(diag);
     return;
   }
@@ -77,12 +78,34 @@ void qvsvReportAsError(qvsvDiagnosticImpl*& diag) {
   report(diag, qvsv::util::kErrorContext);
 }
 
-void qvsvReportAsWarning(qvsvDiagnosticImpl*& diag) { report(diag, qvsv::util::kWarningContext); }
+namespace {
+
+// A warning report of the given kind: hidden items go first, error-state items
+// are reported as an error, and the rest (if any) as a warning.
+void reportWarning(qvsvDiagnosticImpl*& diag, qvsv::detail::WarningReport kind) {
+  qvsvDiagnosticImpl* promoted = qvsv::detail::HideWarningItems(diag, kind);
+  if (promoted != nullptr) qvsvReportAsError(promoted);
+  report(diag, qvsv::util::kWarningContext);
+}
+
+}  // namespace
+
+void qvsvReportAsWarning(qvsvDiagnosticImpl*& diag) { reportWarning(diag, qvsv::detail::WarningReport::kPlain); }
 
 void qvsvReportAsWarning(qvsvDiagnosticImpl*& diag, const qvsvMetaDataMap& metadata) {
   for (const auto& [key, value] : metadata) qvsv::SetMetaDataToLastDiagnostic(diag, key, value);
-  report(diag, qvsv::util::kWarningContext);
+  reportWarning(diag, qvsv::detail::WarningReport::kPlain);
 }
+
+void qvsvReportAsChangeableWarning(qvsvDiagnosticImpl*& diag) {
+  reportWarning(diag, qvsv::detail::WarningReport::kChangeable);
+}
+
+void qvsvReportAsHighPriorityWarning(qvsvDiagnosticImpl*& diag) {
+  report(diag, qvsv::util::kWarningContext, /*filtered=*/false);
+}
+
+void qvsvReportAsWarningOnce(qvsvDiagnosticImpl*& diag) { reportWarning(diag, qvsv::detail::WarningReport::kOnce); }
 
 void qvsvReportAsInfo(qvsvDiagnosticImpl*& diag) { report(diag, qvsv::util::kInformationContext); }
 

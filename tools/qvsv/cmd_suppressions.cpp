@@ -1,0 +1,63 @@
+// qvsv suppressions FILE: checks a suppression file and shows what it holds.
+#include <algorithm>
+#include <charconv>
+#include <iostream>
+
+#include "qv_services/conversions.hpp"
+#include "qv_services/suppressor.hpp"
+#include "tools/qvsv/command.hpp"
+
+namespace qvsv::tool {
+namespace {
+
+std::string handleText(const std::optional<double>& handle) {
+  if (!handle) return "";
+  char buffer[32];
+  const auto result = std::to_chars(buffer, buffer + sizeof buffer, *handle);
+  return std::string(buffer, result.ptr);
+}
+
+// One row per entry, then one per state; columns padded to their widest cell.
+void printTable(const std::vector<std::vector<std::string>>& rows) {
+  std::vector<std::size_t> widths;
+  for (const auto& row : rows) {
+    widths.resize(std::max(widths.size(), row.size()));
+    for (std::size_t i = 0; i < row.size(); ++i) widths[i] = std::max(widths[i], row[i].size());
+  }
+  for (const auto& row : rows) {
+    std::string line;
+    for (std::size_t i = 0; i < row.size(); ++i) {
+      line += row[i];
+      if (i + 1 < row.size()) line += std::string(widths[i] - row[i].size() + 2, ' ');
+    }
+    std::cout << line << "\n";
+  }
+}
+
+int runSuppressions(const Args& input) {
+  Args args = input;
+  RejectUnknownOptions(args);
+  if (args.size() != 1) throw UsageError("expected one FILE");
+  qvsvDiagnosticImpl* error = qvsvLoadDiagnosticSuppressions(args[0]);
+  if (error != nullptr) {
+    const std::string message = ConvertUStringToStdString(qvsvGetMessageFromDiagnosticItem(error, 0));
+    qvsvDiscardDiagnostic(error);
+    throw InputError(message);
+  }
+  std::vector<std::vector<std::string>> rows{{"Pattern", "Handle", "Action"}};
+  for (const qvsvSuppression& entry : qvsvGetDiagnosticSuppressions()) {
+    rows.push_back({entry.pattern, entry.handle ? handleText(entry.handle) : "any", "suppress"});
+  }
+  for (const auto& [pattern, state] : qvsvGetWarningStates()) {
+    rows.push_back({pattern, "", std::string("state ") + qvsvWarningStateName(state)});
+  }
+  printTable(rows);
+  return 0;
+}
+
+const Command kSuppressions("suppressions", "suppressions FILE",
+                            "check a warning-suppression file and show its entries and warning states as a table",
+                            runSuppressions);
+
+}  // namespace
+}  // namespace qvsv::tool
