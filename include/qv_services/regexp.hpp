@@ -17,6 +17,15 @@
 // Memory exhaustion in the library's own allocations propagates as
 // std::bad_alloc; ICU reports its own as a failure, answered as above.
 //
+// Every matcher made here carries limits (match_limits): a time limit per
+// call (default one second) and a limit on ICU's backtrack stack (default
+// 8 MB). A pattern that backtracks without end, such as "(a+)+$" on forty
+// "a" and a "b", or a text too long for the stack, is a failing match like
+// any other: no match, false, an empty string. To tell such a failure from a
+// genuine no-match, use the overloads that take a std::error_code (cleared on
+// success, set to a qvsv::regexp::errc on failure, as std::filesystem does)
+// or ask a regex for its status().
+//
 // Not thread-safe per object: matching changes a regex's or a handle's state,
 // so a handle kept in a static must not be used by two threads at once.
 //
@@ -28,13 +37,16 @@
 //   std::u16string s = regexp_replace(u"(\\w+)@(\\w+)", u"me@host", u"$2 at $1");
 #pragma once
 
+#include <chrono>
 #include <cstddef>
 #include <cstdint>
 #include <functional>
 #include <iterator>
 #include <memory>
 #include <string>
+#include <system_error>
 #include <tuple>
+#include <type_traits>
 #include <vector>
 
 #include "qv_services/export.hpp"
@@ -58,6 +70,45 @@ class regex_impl_icu;
 
 // An owned, opaque compiled pattern; null when the pattern did not compile.
 using matcher_handle = std::unique_ptr<void, details::MatcherDestroyer>;
+
+// --- Failures. Why a call failed; a genuine no-match is no failure.
+enum class errc {
+  bad_pattern = 1,   // the pattern does not compile (or no pattern was given)
+  bad_replacement,   // the replacement names a group the pattern lacks, or a bad ${name}
+  time_limit,        // the match ran past its time limit
+  stack_limit,       // the match needed more backtrack stack than its limit
+  text_too_long,     // a text of 2^31 code units or more, which ICU cannot address
+  out_of_memory,     // ICU could not allocate
+  engine_failure,    // any other failure reported by ICU
+};
+// The category of errc; its messages name the failure in a sentence.
+QVSV_API const std::error_category& error_category() noexcept;
+inline std::error_code make_error_code(errc e) noexcept { return {static_cast<int>(e), error_category()}; }
+
+// --- Limits. A matcher takes the process-wide defaults when it is made;
+// setLimits changes one matcher afterwards.
+struct match_limits {
+  // Wall-clock time that one call may spend matching: one regexp_search or
+  // regexp_replace, one regex::match. The clock is read every 10,000
+  // backtrack states, so a match that never backtracks is never stopped
+  // (it is linear in the text anyway). Zero means no limit.
+  std::chrono::milliseconds time{1000};
+  // Bytes of ICU's backtrack stack (ICU's own default). A lazy or greedy
+  // loop over a text of about a million code units needs more; raise it for
+  // such texts. Zero means no limit. At most 2^31 - 1.
+  std::size_t stack_bytes = 8'000'000;
+  bool operator==(const match_limits&) const = default;
+};
+// The limits given to matchers made from now on (by any thread).
+QVSV_API match_limits defaultLimits() noexcept;
+// Sets them and returns the previous ones. Throws std::invalid_argument,
+// naming the value, for a negative time or a stack above 2^31 - 1 bytes.
+QVSV_API match_limits setDefaultLimits(const match_limits& limits);
+// Sets the limits of one matcher (nothing for a null handle); throws as
+// setDefaultLimits. The handle must not be in use by another thread.
+QVSV_API void setLimits(const matcher_handle& matcher, const match_limits& limits);
+// The limits of one matcher; the defaults for a null handle.
+QVSV_API match_limits limitsOf(const matcher_handle& matcher);
 
 // No-match positions: start and end of a failed match, and of a group that did
 // not take part in a match.
@@ -120,6 +171,15 @@ class QVSV_API regex {
   regex_result match();
   // The substring [pos, pos + len) of the current subject, clipped to it.
   std::u16string str(unsigned pos, unsigned len) const;
+
+  // Why the last compile, reset or match failed; clear after a success or a
+  // genuine no-match. A bad pattern keeps errc::bad_pattern for good; a
+  // default-constructed regex reports no failure (it has nothing to match).
+  std::error_code status() const;
+  // Limits of this regex's matcher (see match_limits); setting them restarts
+  // matching at the beginning of the current subject. Throws as
+  // setDefaultLimits; nothing happens for a bad pattern.
+  void setLimits(const match_limits& limits);
 
  private:
   void init(const std::u16string& pattern, constants::syntax_option_type options);
@@ -213,4 +273,32 @@ QVSV_API std::u16string regexp_replace(const std::u16string& pattern, const std:
                                        const replace_callback& replace,
                                        constants::syntax_option_type options = constants::normal);
 
+// --- The same functions, reporting failures. Each gives the same result as
+// its counterpart above and sets ec to the reason of a failure, or clears it
+// when the call succeeded or found no match. A failure in the middle of a
+// walk leaves `out` empty, and a failed replacement gives an empty string,
+// whatever had been found before.
+QVSV_API bool regexp_search(const char16_t* pattern, const char16_t* text, bool wholeMatch, std::error_code& ec);
+QVSV_API bool regexp_search(const matcher_handle& matcher, const std::u16string& text, bool wholeMatch,
+                            std::error_code& ec);
+QVSV_API void regexp_search(regex& re, const std::u16string& text, match_list& out, std::error_code& ec);
+QVSV_API void regexp_search(const std::u16string& pattern, const std::u16string& text, match_list& out,
+                            constants::syntax_option_type options, std::error_code& ec);
+QVSV_API std::u16string regexp_replace(const matcher_handle& matcher, const std::u16string& text,
+                                       const std::u16string& replacement, std::error_code& ec);
+QVSV_API std::u16string regexp_replace(const std::u16string& pattern, const std::u16string& text,
+                                       const std::u16string& replacement, constants::syntax_option_type options,
+                                       std::error_code& ec);
+QVSV_API std::string regexp_replace(const std::string& pattern, const std::string& text,
+                                    const std::string& replacement, constants::syntax_option_type options,
+                                    std::error_code& ec);
+QVSV_API std::u16string regexp_replace(const matcher_handle& matcher, const std::u16string& text,
+                                       const replace_callback& replace, std::error_code& ec);
+QVSV_API std::u16string regexp_replace(const std::u16string& pattern, const std::u16string& text,
+                                       const replace_callback& replace, constants::syntax_option_type options,
+                                       std::error_code& ec);
+
 }  // namespace qvsv::regexp
+
+template <>
+struct std::is_error_code_enum<qvsv::regexp::errc> : std::true_type {};

@@ -48,8 +48,14 @@ QVSV_API std::u16string qvsvCreateHotlinkString(const std::u16string& command, c
 
 namespace qvsv {
 
-// Every "tessel:" anchor (any case) replaced by its visible text; the input
-// unchanged if the regular-expression engine fails.
+// Every "tessel:" anchor (any case) replaced by its visible text: the text
+// that replacing every match of
+//   <a\s+href\s*=\s*"tessel\s*:[^\\"]*(?:\\.[^\\"]*)*"\s*>(.*?)</a>
+// (ICU, case-insensitive, dot matches all) by its group 1 gives. It is
+// computed by a single linear scan rather than by that pattern, whose lazy
+// body takes time quadratic in the text; the scan cannot fail, so where ICU
+// would run out of backtrack stack (an anchor body of a million units) the
+// anchor is still removed instead of the text coming back unchanged.
 QVSV_API std::string removeHotLinks(const std::string& text);
 QVSV_API std::u16string removeHotLinks(const std::u16string& text);
 

@@ -23,7 +23,14 @@ std::uint32_t icuFlags(constants::syntax_option_type options) {
 }  // namespace
 
 Matcher::Matcher(const icu::UnicodeString& pattern, constants::syntax_option_type options, UErrorCode& status)
-    : icu_(pattern, icuFlags(options), status) {}
+    : icu_(pattern, icuFlags(options), status) {
+  init(status);
+}
+
+Matcher::Matcher(const icu::UnicodeString& pattern, std::uint32_t flags, UErrorCode& status)
+    : icu_(pattern, flags, status) {
+  init(status);
+}
 
 void MatcherDestroyer::operator()(void* matcher) const noexcept { delete static_cast<Matcher*>(matcher); }
 
@@ -37,6 +44,8 @@ std::u16string regex_impl_icu::substring(std::uint32_t pos, std::uint32_t len) c
 
 namespace {
 
+using details::ErrorFromIcu;
+using details::FitsIcu;
 using details::Matcher;
 
 Matcher* matcherOf(const matcher_handle& handle) { return static_cast<Matcher*>(handle.get()); }
@@ -53,6 +62,13 @@ std::uint32_t fromIcu(std::int32_t position) { return static_cast<std::uint32_t>
 std::u16string textOf(const details::regex_impl_icu* impl, std::uint32_t start, std::uint32_t end) {
   if (impl == nullptr || start == npos || end < start) return {};
   return impl->substring(start, end - start);
+}
+
+// Why a handle cannot take this text, or success.
+std::error_code refuse(const Matcher* matcher, std::size_t textLength) {
+  if (matcher == nullptr) return errc::bad_pattern;
+  if (!FitsIcu(textLength)) return errc::text_too_long;
+  return {};
 }
 
 }  // namespace
@@ -76,6 +92,7 @@ void regex::init(const std::u16string& pattern, constants::syntax_option_type op
   auto fresh = std::make_unique<details::regex_impl_icu>();
   impl_ = std::move(fresh);
   impl_->matcher = createMatcher(pattern, options);
+  if (impl_->matcher == nullptr) impl_->status = errc::bad_pattern;
 }
 
 void regex::init(const_iterator first, const_iterator last, constants::syntax_option_type options) {
@@ -85,10 +102,13 @@ void regex::init(const_iterator first, const_iterator last, constants::syntax_op
 void regex::reset(const std::u16string& subject) {
   Matcher* matcher = impl_ ? impl_->get() : nullptr;
   if (matcher == nullptr) return;
-  if (details::FitsIcu(subject.size())) {
+  if (FitsIcu(subject.size())) {
     impl_->subject.setTo(subject.data(), static_cast<std::int32_t>(subject.size()));
+    impl_->status.clear();
   } else {
+    // Nothing of it can be matched: the walk finds nothing and says why.
     impl_->subject.remove();
+    impl_->status = errc::text_too_long;
   }
   matcher->icu().reset(impl_->subject);
 }
@@ -98,9 +118,13 @@ void regex::reset(const_iterator first, const_iterator last) { reset(std::u16str
 regex_result regex::match() {
   Matcher* matcher = impl_ ? impl_->get() : nullptr;
   if (matcher == nullptr) return noMatch();
+  // A text too long for ICU stays a failure for the whole walk.
+  if (impl_->status == errc::text_too_long) return noMatch();
   icu::RegexMatcher& icu = matcher->icu();
   UErrorCode status = U_ZERO_ERROR;
-  if (!icu.find(status) || U_FAILURE(status)) return noMatch();
+  const bool found = matcher->find(status);
+  impl_->status = ErrorFromIcu(status);
+  if (!found || U_FAILURE(status)) return noMatch();
 
   regex_result result;
   result.impl = impl_.get();
@@ -124,6 +148,17 @@ regex_result regex::match() {
 
 std::u16string regex::str(unsigned pos, unsigned len) const { return impl_ ? impl_->substring(pos, len) : std::u16string(); }
 
+std::error_code regex::status() const { return impl_ ? impl_->status : std::error_code(); }
+
+void regex::setLimits(const match_limits& limits) {
+  details::ValidateLimits(limits);
+  Matcher* matcher = impl_ ? impl_->get() : nullptr;
+  if (matcher == nullptr) return;
+  matcher->setLimits(limits);
+  // ICU has restarted the subject; keep pointing at the regex's own copy.
+  matcher->icu().reset(impl_->subject);
+}
+
 // --- regex_iterator
 
 regex_iterator::regex_iterator(const std::u16string& subject, regex& re) : regex_(&re) {
@@ -146,7 +181,7 @@ void regex_iterator::increment() {
 // --- matcher handles
 
 matcher_handle createMatcher(const std::u16string& pattern, constants::syntax_option_type options) {
-  if (!details::FitsIcu(pattern.size())) return nullptr;
+  if (!FitsIcu(pattern.size())) return nullptr;
   const icu::UnicodeString text(pattern.data(), static_cast<std::int32_t>(pattern.size()));
   UErrorCode status = U_ZERO_ERROR;
   auto matcher = std::make_unique<Matcher>(text, options, status);
@@ -163,28 +198,48 @@ matcher_handle createMatcher(regex::const_iterator first, regex::const_iterator 
 
 // --- search
 
-bool regexp_search(const char16_t* pattern, const char16_t* text, bool wholeMatch) {
-  if (pattern == nullptr || text == nullptr) return false;
-  const icu::UnicodeString patternText(pattern);
-  const icu::UnicodeString input(true, text, -1);  // read-only alias; outlives the matcher
+bool regexp_search(const char16_t* pattern, const char16_t* text, bool wholeMatch, std::error_code& ec) {
+  if (pattern == nullptr || text == nullptr) {
+    ec = pattern == nullptr ? errc::bad_pattern : std::error_code();
+    return false;
+  }
   UErrorCode status = U_ZERO_ERROR;
-  icu::RegexMatcher matcher(patternText, input, UREGEX_DOTALL, status);
-  if (U_FAILURE(status)) return false;
-  const bool found = wholeMatch ? matcher.matches(status) : matcher.find(0, status);
+  // Always case-sensitive, whatever options other forms take.
+  Matcher matcher(icu::UnicodeString(pattern), std::uint32_t{UREGEX_DOTALL}, status);
+  if (U_FAILURE(status)) {
+    ec = errc::bad_pattern;
+    return false;
+  }
+  const icu::UnicodeString input(true, text, -1);  // read-only alias; outlives the matcher's use of it
+  matcher.icu().reset(input);
+  const bool found = wholeMatch ? matcher.matches(status) : matcher.findFromStart(status);
+  ec = ErrorFromIcu(status);
+  return U_SUCCESS(status) && found;
+}
+
+bool regexp_search(const char16_t* pattern, const char16_t* text, bool wholeMatch) {
+  std::error_code ignored;
+  return regexp_search(pattern, text, wholeMatch, ignored);
+}
+
+bool regexp_search(const matcher_handle& handle, const std::u16string& text, bool wholeMatch, std::error_code& ec) {
+  Matcher* matcher = matcherOf(handle);
+  ec = refuse(matcher, text.size());
+  // An empty text never matches here, even for a pattern that matches "".
+  if (ec || text.empty()) return false;
+  matcher->resetToAlias(text.data(), static_cast<std::int32_t>(text.size()));
+  UErrorCode status = U_ZERO_ERROR;
+  const bool found = wholeMatch ? matcher->matches(status) : matcher->findFromStart(status);
+  ec = ErrorFromIcu(status);
   return U_SUCCESS(status) && found;
 }
 
 bool regexp_search(const matcher_handle& handle, const std::u16string& text, bool wholeMatch) {
-  Matcher* matcher = matcherOf(handle);
-  // An empty text never matches here, even for a pattern that matches "".
-  if (matcher == nullptr || text.empty() || !details::FitsIcu(text.size())) return false;
-  matcher->resetToAlias(text.data(), static_cast<std::int32_t>(text.size()));
-  UErrorCode status = U_ZERO_ERROR;
-  const bool found = wholeMatch ? matcher->icu().matches(status) : matcher->icu().find(0, status);
-  return U_SUCCESS(status) && found;
+  std::error_code ignored;
+  return regexp_search(handle, text, wholeMatch, ignored);
 }
 
-void regexp_search(regex& re, const std::u16string& text, match_list& out) {
+void regexp_search(regex& re, const std::u16string& text, match_list& out, std::error_code& ec) {
   out.clear();
   for (regex_iterator it(text, re), end; it != end; ++it) {
     std::vector<std::u16string> groups;
@@ -192,68 +247,131 @@ void regexp_search(regex& re, const std::u16string& text, match_list& out) {
     for (std::size_t i = 1; i < it->size(); ++i) groups.push_back((*it)[i].str());
     out.emplace_back(it->str(), std::move(groups));
   }
+  ec = re.status();
+  // A walk cut short by a failure is no list of the matches.
+  if (ec) out.clear();
+}
+
+void regexp_search(regex& re, const std::u16string& text, match_list& out) {
+  std::error_code ignored;
+  regexp_search(re, text, out, ignored);
+}
+
+void regexp_search(const std::u16string& pattern, const std::u16string& text, match_list& out,
+                   constants::syntax_option_type options, std::error_code& ec) {
+  regex re(pattern, options);
+  regexp_search(re, text, out, ec);
 }
 
 void regexp_search(const std::u16string& pattern, const std::u16string& text, match_list& out,
                    constants::syntax_option_type options) {
-  regex re(pattern, options);
-  regexp_search(re, text, out);
+  std::error_code ignored;
+  regexp_search(pattern, text, out, options, ignored);
 }
 
 // --- replace
 
 std::u16string regexp_replace(const matcher_handle& handle, const std::u16string& text,
-                              const std::u16string& replacement) {
+                              const std::u16string& replacement, std::error_code& ec) {
   Matcher* matcher = matcherOf(handle);
-  if (matcher == nullptr || !details::FitsIcu(text.size()) || !details::FitsIcu(replacement.size())) return {};
+  ec = refuse(matcher, std::max(text.size(), replacement.size()));
+  if (ec) return {};
   matcher->resetToAlias(text.data(), static_cast<std::int32_t>(text.size()));
   const icu::UnicodeString replacementText(false, replacement.data(), static_cast<std::int32_t>(replacement.size()));
+  // ICU's replaceAll drops the status of its searches, so a search that
+  // fails part-way would pass for the end of the matches; this loop keeps it.
+  icu::RegexMatcher& icu = matcher->icu();
+  icu::UnicodeString result;
   UErrorCode status = U_ZERO_ERROR;
-  const icu::UnicodeString result = matcher->icu().replaceAll(replacementText, status);
-  return U_FAILURE(status) ? std::u16string() : details::ToU16(result);
+  while (matcher->find(status) && U_SUCCESS(status)) {
+    icu.appendReplacement(result, replacementText, status);
+    if (U_FAILURE(status)) {
+      // Whatever ICU objects to here lies in the replacement text.
+      ec = status == U_MEMORY_ALLOCATION_ERROR ? make_error_code(errc::out_of_memory)
+                                               : make_error_code(errc::bad_replacement);
+      return {};
+    }
+  }
+  if (U_SUCCESS(status)) icu.appendTail(result);
+  ec = ErrorFromIcu(status);
+  return ec ? std::u16string() : details::ToU16(result);
+}
+
+std::u16string regexp_replace(const matcher_handle& handle, const std::u16string& text,
+                              const std::u16string& replacement) {
+  std::error_code ignored;
+  return regexp_replace(handle, text, replacement, ignored);
+}
+
+std::u16string regexp_replace(const std::u16string& pattern, const std::u16string& text,
+                              const std::u16string& replacement, constants::syntax_option_type options,
+                              std::error_code& ec) {
+  return regexp_replace(createMatcher(pattern, options), text, replacement, ec);
 }
 
 std::u16string regexp_replace(const std::u16string& pattern, const std::u16string& text,
                               const std::u16string& replacement, constants::syntax_option_type options) {
-  return regexp_replace(createMatcher(pattern, options), text, replacement);
+  std::error_code ignored;
+  return regexp_replace(pattern, text, replacement, options, ignored);
+}
+
+std::string regexp_replace(const std::string& pattern, const std::string& text, const std::string& replacement,
+                           constants::syntax_option_type options, std::error_code& ec) {
+  return ConvertUStringToStdString(regexp_replace(ConvertStdStringToUString(pattern, true),
+                                                  ConvertStdStringToUString(text, true),
+                                                  ConvertStdStringToUString(replacement, true), options, ec),
+                                   true);
 }
 
 std::string regexp_replace(const std::string& pattern, const std::string& text, const std::string& replacement,
                            constants::syntax_option_type options) {
-  return ConvertUStringToStdString(regexp_replace(ConvertStdStringToUString(pattern, true),
-                                                  ConvertStdStringToUString(text, true),
-                                                  ConvertStdStringToUString(replacement, true), options),
-                                   true);
+  std::error_code ignored;
+  return regexp_replace(pattern, text, replacement, options, ignored);
 }
 
 std::u16string regexp_replace(const matcher_handle& handle, const std::u16string& text,
-                              const replace_callback& replace) {
+                              const replace_callback& replace, std::error_code& ec) {
   Matcher* matcher = matcherOf(handle);
-  if (matcher == nullptr || !replace || !details::FitsIcu(text.size())) return {};
+  ec = replace ? refuse(matcher, text.size()) : make_error_code(errc::bad_replacement);
+  if (ec) return {};
   matcher->resetToAlias(text.data(), static_cast<std::int32_t>(text.size()));
   icu::RegexMatcher& icu = matcher->icu();
   std::u16string out;
   out.reserve(text.size());
   std::size_t copied = 0;
   UErrorCode status = U_ZERO_ERROR;
-  while (icu.find(status) && U_SUCCESS(status)) {
+  while (matcher->find(status) && U_SUCCESS(status)) {
     const auto start = static_cast<std::size_t>(icu.start(status));
     const auto end = static_cast<std::size_t>(icu.end(status));
-    if (U_FAILURE(status)) return {};
+    if (U_FAILURE(status)) break;
     out.append(text, copied, start - copied);
     bool stop = false;
     out += replace(text.substr(start, end - start), stop);
     copied = end;
     if (stop) break;
   }
-  if (U_FAILURE(status)) return {};
+  ec = ErrorFromIcu(status);
+  if (ec) return {};
   out.append(text, copied, std::u16string::npos);
   return out;
 }
 
+std::u16string regexp_replace(const matcher_handle& handle, const std::u16string& text,
+                              const replace_callback& replace) {
+  std::error_code ignored;
+  return regexp_replace(handle, text, replace, ignored);
+}
+
+std::u16string regexp_replace(const std::u16string& pattern, const std::u16string& text,
+                              const replace_callback& replace, constants::syntax_option_type options,
+                              std::error_code& ec) {
+  return regexp_replace(createMatcher(pattern, options), text, replace, ec);
+}
+
 std::u16string regexp_replace(const std::u16string& pattern, const std::u16string& text,
                               const replace_callback& replace, constants::syntax_option_type options) {
-  return regexp_replace(createMatcher(pattern, options), text, replace);
+  std::error_code ignored;
+  return regexp_replace(pattern, text, replace, options, ignored);
 }
 
 }  // namespace qvsv::regexp

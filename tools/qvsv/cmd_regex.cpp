@@ -1,5 +1,6 @@
 // qvsv regex: every match of a pattern with its groups, or the replaced text.
 #include <iostream>
+#include <system_error>
 
 #include "qv_services/conversions.hpp"
 #include "qv_services/regexp.hpp"
@@ -12,7 +13,12 @@ using namespace qvsv::regexp;
 
 std::string utf8(const std::u16string& text) { return ConvertUStringToStdString(text, true); }
 
-void printMatches(regex& re, const std::u16string& text) {
+// The tool says why a match failed where the facade would only say "no match".
+[[noreturn]] void fail(const std::string& pattern, const std::error_code& ec) {
+  throw InputError("'" + pattern + "': " + ec.message());
+}
+
+void printMatches(regex& re, const std::u16string& text, const std::string& pattern) {
   std::size_t count = 0;
   for (regex_iterator it(text, re), end; it != end; ++it) {
     const regex_result& m = *it;
@@ -27,6 +33,7 @@ void printMatches(regex& re, const std::u16string& text) {
       }
     }
   }
+  if (re.status()) fail(pattern, re.status());
   if (count == 0) std::cout << "no match\n";
 }
 
@@ -42,22 +49,21 @@ int runRegex(const Args& input) {
   const std::u16string pattern = ConvertStdStringToUString(args[0], true);
   const std::u16string text = ConvertStdStringToUString(args[1], true);
   const auto options = icase ? constants::icase : constants::normal;
-  // The facade answers a bad pattern with "no match"; the tool says why.
   const matcher_handle matcher = createMatcher(pattern, options);
   if (matcher == nullptr) throw InputError("'" + args[0] + "' is not a valid regular expression");
 
   if (!replace) {
     regex re(pattern, options);
-    printMatches(re, text);
+    printMatches(re, text, args[0]);
     return 0;
   }
-  const std::u16string replaced = regexp_replace(matcher, text, ConvertStdStringToUString(replacement, true));
-  // A failing replacement also comes back empty; it is certainly a failure
-  // when some of the text lies outside every match.
-  if (replaced.empty() && !regexp_replace(matcher, text, [](const std::u16string&, bool&) { return u""; }).empty()) {
+  std::error_code ec;
+  const std::u16string replaced = regexp_replace(matcher, text, ConvertStdStringToUString(replacement, true), ec);
+  if (ec == errc::bad_replacement) {
     throw InputError("'" + replacement + "' is not a valid replacement for '" + args[0] +
                      "' ($N inserts group N, a backslash escapes the next character)");
   }
+  if (ec) fail(args[0], ec);
   std::cout << utf8(replaced) << "\n";
   return 0;
 }

@@ -1,0 +1,64 @@
+// libFuzzer target: the qvsv tool's float command on arbitrary values, given
+// as arguments or read from standard input, with every option.
+#include <cstddef>
+#include <cstdint>
+#include <cstdio>
+#include <string>
+
+#include "fuzz/fuzz_support.hpp"
+#include "tools/qvsv/command.hpp"
+
+namespace {
+
+const qvsv::tool::Command& floatCommand() {
+  static const qvsv::tool::Command* const command = [] {
+    for (const auto* c : qvsv::tool::Commands()) {
+      if (c->name == "float") return c;
+    }
+    std::abort();
+  }();
+  return *command;
+}
+
+}  // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+  // The formatted values are not the point here; keep them off the terminal.
+  static const bool quiet = std::freopen("/dev/null", "w", stdout) != nullptr;
+  (void)quiet;
+
+  FuzzedDataProvider in(data, size);
+  qvsv::tool::Args args;
+  const std::uint8_t flags = in.ConsumeIntegral<std::uint8_t>();
+  if ((flags & 1) != 0) args.push_back("--single");
+  if ((flags & 2) != 0) args.push_back("--bits");
+  if ((flags & 4) != 0) args.push_back("--target=" + std::to_string(in.ConsumeIntegralInRange<int>(-2, 16)));
+  const bool fromStdin = (flags & 8) != 0;
+  const std::string values = in.ConsumeRemainingBytesAsString();
+
+  FILE* input = nullptr;
+  FILE* const savedStdin = stdin;
+  if (fromStdin) {
+    if (values.empty()) return 0;
+    input = fmemopen(const_cast<char*>(values.data()), values.size(), "r");
+    if (input == nullptr) return 0;
+    stdin = input;
+  } else {
+    std::size_t start = 0;
+    for (std::size_t nl; (nl = values.find('\n', start)) != std::string::npos; start = nl + 1) {
+      args.push_back(values.substr(start, nl - start));
+    }
+    args.push_back(values.substr(start));
+  }
+  try {
+    (void)floatCommand().run(args);
+  } catch (const qvsv::tool::InputError&) {
+  } catch (const qvsv::tool::UsageError&) {
+  }
+  std::fflush(stdout);
+  if (input != nullptr) {
+    stdin = savedStdin;
+    std::fclose(input);
+  }
+  return 0;
+}

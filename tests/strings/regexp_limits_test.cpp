@@ -1,0 +1,244 @@
+// Limits of the regular-expression matchers: a runaway or oversized match
+// fails like any other failing match in every form, and the error_code forms
+// tell that failure from a genuine no-match.
+#include <gtest/gtest.h>
+
+#include <functional>
+#include <stdexcept>
+#include <string>
+#include <system_error>
+
+#include "qv_services/conversions.hpp"
+#include "qv_services/regexp.hpp"
+#include "tests/support/test_support.hpp"
+
+namespace {
+
+using namespace qvsv::regexp;
+using namespace std::chrono_literals;
+
+// Sets the process-wide limits for one test and restores them.
+class ScopedDefaultLimits {
+ public:
+  explicit ScopedDefaultLimits(const match_limits& limits) : previous_(setDefaultLimits(limits)) {}
+  ~ScopedDefaultLimits() { setDefaultLimits(previous_); }
+
+ private:
+  match_limits previous_;
+};
+
+// Forty "a" and a "b": about a day of backtracking without a limit.
+const std::u16string kRunawayPattern = u"(a+)+$";
+const std::u16string kRunawayText = std::u16string(40, u'a') + u"b";
+
+// A loop that saves a backtrack state per unit, over a quarter million units,
+// more than ICU's default stack; without limits it takes well under a second.
+const std::u16string kStackPattern = u"<((?:a|b)*)>";
+std::u16string stackText() { return u"<" + std::u16string(250'000, u'a') + u">"; }
+
+std::u16string joined(const match_list& list) {
+  std::u16string out;
+  for (const auto& [whole, groups] : list) out += u"[" + whole + u"]";
+  return out;
+}
+
+std::u16string shown(const regex_result& r) { return r == regex_result() ? u"no match" : r.str(); }
+
+// One form of the facade, called with and without an error_code; each gives
+// a text that shows its result.
+struct Form {
+  std::string name;
+  std::u16string failure;  // what the form gives for a failing match
+  std::function<std::u16string(const std::u16string&, const std::u16string&, std::error_code&)> withStatus;
+  std::function<std::u16string(const std::u16string&, const std::u16string&)> plain;
+};
+
+std::u16string yesNo(bool b) { return b ? u"true" : u"false"; }
+const replace_callback kBracket = [](const std::u16string& m, bool&) { return u"{" + m + u"}"; };
+
+const Form kForms[] = {
+    {"pointer_search", u"false",
+     [](auto& p, auto& t, auto& ec) { return yesNo(regexp_search(p.c_str(), t.c_str(), false, ec)); },
+     [](auto& p, auto& t) { return yesNo(regexp_search(p.c_str(), t.c_str(), false)); }},
+    {"handle_search", u"false",
+     [](auto& p, auto& t, auto& ec) { return yesNo(regexp_search(createMatcher(p), t, false, ec)); },
+     [](auto& p, auto& t) { return yesNo(regexp_search(createMatcher(p), t, false)); }},
+    {"handle_whole_match", u"false",
+     [](auto& p, auto& t, auto& ec) { return yesNo(regexp_search(createMatcher(p), t, true, ec)); },
+     [](auto& p, auto& t) { return yesNo(regexp_search(createMatcher(p), t, true)); }},
+    {"collect", u"",
+     [](auto& p, auto& t, auto& ec) {
+       match_list out{{u"stale", {}}};
+       regexp_search(p, t, out, constants::normal, ec);
+       return joined(out);
+     },
+     [](auto& p, auto& t) {
+       match_list out{{u"stale", {}}};
+       regexp_search(p, t, out);
+       return joined(out);
+     }},
+    {"regex_match", u"no match",
+     [](auto& p, auto& t, auto& ec) {
+       regex re(p);
+       re.reset(t);
+       const std::u16string result = shown(re.match());
+       ec = re.status();
+       return result;
+     },
+     [](auto& p, auto& t) {
+       regex re(p);
+       re.reset(t);
+       return shown(re.match());
+     }},
+    {"replace_text_handle", u"",
+     [](auto& p, auto& t, auto& ec) { return regexp_replace(createMatcher(p), t, u"<$1>", ec); },
+     [](auto& p, auto& t) { return regexp_replace(createMatcher(p), t, u"<$1>"); }},
+    {"replace_text_pattern", u"",
+     [](auto& p, auto& t, auto& ec) { return regexp_replace(p, t, u"<$1>", constants::normal, ec); },
+     [](auto& p, auto& t) { return regexp_replace(p, t, u"<$1>"); }},
+    {"replace_narrow", u"",
+     [](auto& p, auto& t, auto& ec) {
+       return ConvertStdStringToUString(regexp_replace(ConvertUStringToStdString(p), ConvertUStringToStdString(t),
+                                                       std::string("<$1>"), constants::normal, ec));
+     },
+     [](auto& p, auto& t) {
+       return ConvertStdStringToUString(
+           regexp_replace(ConvertUStringToStdString(p), ConvertUStringToStdString(t), std::string("<$1>")));
+     }},
+    {"replace_callable", u"",
+     [](auto& p, auto& t, auto& ec) { return regexp_replace(p, t, kBracket, constants::normal, ec); },
+     [](auto& p, auto& t) { return regexp_replace(p, t, kBracket); }},
+};
+
+void PrintTo(const Form& form, std::ostream* os) { *os << form.name; }
+
+class RegexpLimits : public ::testing::TestWithParam<Form> {};
+
+TEST_P(RegexpLimits, RunawayBacktrackingStopsAtTheTimeLimitWithTheFailureResult) {
+  const ScopedDefaultLimits quick({20ms, match_limits{}.stack_bytes});
+  std::error_code ec = errc::engine_failure;
+  EXPECT_EQ(GetParam().withStatus(kRunawayPattern, kRunawayText, ec), GetParam().failure);
+  EXPECT_EQ(ec, errc::time_limit) << ec.message();
+  EXPECT_EQ(GetParam().plain(kRunawayPattern, kRunawayText), GetParam().failure);
+}
+
+TEST_P(RegexpLimits, BacktrackStackOverflowGivesTheFailureResult) {
+  // No time limit, so that a slow machine cannot stop the match before the
+  // stack runs out.
+  const ScopedDefaultLimits stackOnly({0ms, match_limits{}.stack_bytes});
+  const std::u16string text = stackText();
+  std::error_code ec;
+  EXPECT_EQ(GetParam().withStatus(kStackPattern, text, ec), GetParam().failure);
+  EXPECT_EQ(ec, errc::stack_limit) << ec.message();
+  EXPECT_EQ(GetParam().plain(kStackPattern, text), GetParam().failure);
+}
+
+TEST_P(RegexpLimits, LargerStackLetsTheLongMatchSucceed) {
+  const ScopedDefaultLimits roomy({0ms, 0});
+  std::error_code ec = errc::engine_failure;
+  EXPECT_NE(GetParam().withStatus(kStackPattern, stackText(), ec), GetParam().failure);
+  EXPECT_FALSE(ec) << ec.message();
+}
+
+TEST_P(RegexpLimits, GenuineNoMatchClearsTheStatus) {
+  std::error_code ec = errc::engine_failure;
+  const std::u16string result = GetParam().withStatus(kRunawayPattern, u"bbbb", ec);
+  EXPECT_FALSE(ec) << ec.message();
+  EXPECT_EQ(result, GetParam().plain(kRunawayPattern, u"bbbb"));
+}
+
+TEST_P(RegexpLimits, BadPatternIsReportedAsSuch) {
+  std::error_code ec;
+  EXPECT_EQ(GetParam().withStatus(u"(a", u"(a", ec), GetParam().failure);
+  EXPECT_EQ(ec, errc::bad_pattern);
+}
+
+INSTANTIATE_TEST_SUITE_P(Regexp, RegexpLimits, ::testing::ValuesIn(kForms), qvsv::test::RowName());
+
+TEST(RegexpLimitsApi, MatchersTakeTheDefaultsWhenMadeAndKeepTheirOwn) {
+  const match_limits custom{250ms, 1 << 20};
+  matcher_handle before = createMatcher(u"a");
+  {
+    const ScopedDefaultLimits scoped(custom);
+    EXPECT_EQ(defaultLimits(), custom);
+    EXPECT_EQ(limitsOf(createMatcher(u"a")), custom);
+    EXPECT_EQ(limitsOf(before), match_limits{});
+    EXPECT_EQ(limitsOf(nullptr), custom) << "a null handle reports the defaults";
+  }
+  setLimits(before, custom);
+  EXPECT_EQ(limitsOf(before), custom);
+  EXPECT_EQ(defaultLimits(), match_limits{});
+}
+
+TEST(RegexpLimitsApi, PerMatcherLimitOverridesTheDefault) {
+  const matcher_handle runaway = createMatcher(kRunawayPattern);
+  setLimits(runaway, {10ms, match_limits{}.stack_bytes});
+  std::error_code ec;
+  EXPECT_FALSE(regexp_search(runaway, kRunawayText, false, ec));
+  EXPECT_EQ(ec, errc::time_limit);
+
+  regex re(kStackPattern);
+  re.setLimits({0ms, 0});
+  re.reset(stackText());
+  EXPECT_EQ(re.match().length(), 250'002u);
+  EXPECT_FALSE(re.status());
+}
+
+TEST(RegexpLimitsApi, BadLimitsThrowNamingTheValue) {
+  const auto expectThrowNaming = [](const std::function<void()>& call, const std::string& value) {
+    try {
+      call();
+      ADD_FAILURE() << "no exception for " << value;
+    } catch (const std::invalid_argument& e) {
+      EXPECT_NE(std::string(e.what()).find(value), std::string::npos) << e.what();
+    }
+  };
+  expectThrowNaming([] { setDefaultLimits({-5ms, 0}); }, "-5");
+  expectThrowNaming([] { setDefaultLimits({1ms, std::size_t{1} << 31}); }, "2147483648");
+  expectThrowNaming([] { setLimits(createMatcher(u"a"), {-1ms, 0}); }, "-1");
+  regex re(u"a");
+  expectThrowNaming([&] { re.setLimits({-7ms, 0}); }, "-7");
+  EXPECT_EQ(defaultLimits(), match_limits{}) << "a refused value changes nothing";
+}
+
+TEST(RegexpStatus, RegexKeepsBadPatternAndClearsAfterARecoveredWalk) {
+  regex bad(u"[");
+  bad.reset(u"[[");
+  EXPECT_EQ(bad.status(), errc::bad_pattern);
+  EXPECT_FALSE(regex().status());
+
+  regex re(kRunawayPattern);
+  re.setLimits({10ms, match_limits{}.stack_bytes});
+  re.reset(kRunawayText);
+  EXPECT_EQ(re.match(), regex_result());
+  EXPECT_EQ(re.status(), errc::time_limit);
+  re.reset(u"xaay");
+  EXPECT_EQ(re.match(), regex_result());
+  EXPECT_FALSE(re.status());
+  re.reset(u"aa");
+  EXPECT_EQ(re.match().str(), u"aa");
+  EXPECT_FALSE(re.status());
+}
+
+TEST(RegexpStatus, ReplacementFailuresNameTheReplacement) {
+  std::error_code ec;
+  EXPECT_EQ(regexp_replace(u"(a)", u"xax", u"$2", constants::normal, ec), u"");
+  EXPECT_EQ(ec, errc::bad_replacement) << ec.message();
+  EXPECT_EQ(regexp_replace(u"(a)", u"xax", u"${nope}", constants::normal, ec), u"");
+  EXPECT_EQ(ec, errc::bad_replacement);
+  EXPECT_EQ(regexp_replace(u"(a)", u"xax", replace_callback(), constants::normal, ec), u"");
+  EXPECT_EQ(ec, errc::bad_replacement);
+  EXPECT_EQ(regexp_replace(u"(a)", u"xax", u"[$1]", constants::normal, ec), u"x[a]x");
+  EXPECT_FALSE(ec);
+}
+
+TEST(RegexpStatus, MessagesNameEveryFailure) {
+  for (int value = static_cast<int>(errc::bad_pattern); value <= static_cast<int>(errc::engine_failure); ++value) {
+    const std::error_code ec(value, error_category());
+    EXPECT_FALSE(ec.message().empty());
+    EXPECT_EQ(ec.message().find("unknown"), std::string::npos) << value;
+  }
+  EXPECT_STREQ(error_category().name(), "qvsv.regexp");
+}
+
+}  // namespace
