@@ -18,6 +18,7 @@
 namespace {
 
 using qvsv::detail::JsonWriter;
+using qvsv::detail::Key;
 
 constexpr const char* kFormat = "qv_services.diagnostic";
 constexpr int kVersion = 1;
@@ -25,8 +26,8 @@ constexpr const char* kCatalog = "QV_SERVICES:serialization";
 
 // ---------------------------------------------------------------- writing
 
-void writeCallStack(JsonWriter& w, const txArray* stack, std::string& scratch) {
-  w.Key("callStack");
+void writeCallStack(JsonWriter& w, const txArray* stack) {
+  Key(w, R"("callStack")");
   w.StartArray();
   const txIndex n = txGetNumberOfElements(stack);
   for (txIndex i = 0; i < n; ++i) {
@@ -35,13 +36,13 @@ void writeCallStack(JsonWriter& w, const txArray* stack, std::string& scratch) {
       const txArray* field = txGetField(stack, i, name);
       w.Key(name);
       if (txIsChar(field)) {
-        qvsv::detail::WriteText(w, std::u16string_view(txGetChars(field), txGetNumberOfElements(field)), scratch);
+        qvsv::detail::WriteText(w, std::u16string_view(txGetChars(field), txGetNumberOfElements(field)));
       } else {
         w.String("");
       }
     }
     const txArray* line = txGetField(stack, i, "line");
-    w.Key("line");
+    Key(w, R"("line")");
     if ((txIsNumeric(line) || txIsLogical(line)) && txGetNumberOfElements(line) == 1) {
       w.Double(txGetScalar(line));
     } else {
@@ -53,29 +54,29 @@ void writeCallStack(JsonWriter& w, const txArray* stack, std::string& scratch) {
 }
 
 // Every member of the item but its causes; the object stays open.
-void writeItemMembers(JsonWriter& w, const qvsvDiagnosticItem& item, std::string& scratch) {
+void writeItemMembers(JsonWriter& w, const qvsvDiagnosticItem& item) {
   w.StartObject();
-  w.Key("id");
+  Key(w, R"("id")");
   qvsv::detail::WriteNarrow(w, item.identifier);
-  w.Key("message");
-  qvsv::detail::WriteText(w, item.message, scratch);
+  Key(w, R"("message")");
+  qvsv::detail::WriteText(w, item.message);
   if (!item.extraMessage.empty()) {
-    w.Key("extraMessage");
-    qvsv::detail::WriteText(w, item.extraMessage, scratch);
+    Key(w, R"("extraMessage")");
+    qvsv::detail::WriteText(w, item.extraMessage);
   }
-  if (item.arguments != nullptr) qvsv::detail::WriteArguments(w, item.arguments, scratch);
+  if (item.arguments != nullptr) qvsv::detail::WriteArguments(w, item.arguments);
   if (item.handles != nullptr && item.numHandles > 0) {
-    w.Key("handles");
+    Key(w, R"("handles")");
     w.StartArray();
     for (int i = 0; i < item.numHandles; ++i) w.Double(item.handles[i]);
     w.EndArray();
   }
-  if (txIsStruct(item.callStack)) writeCallStack(w, item.callStack, scratch);
+  if (txIsStruct(item.callStack)) writeCallStack(w, item.callStack);
   if (item.creationTime != qvsvErrorCreationTimeUnset) {
-    w.Key("creationTime");
+    Key(w, R"("creationTime")");
     w.Uint(item.creationTime);
   }
-  if (!item.metadata.empty()) qvsv::detail::WriteMetadata(w, item.metadata, scratch);
+  if (!item.metadata.empty()) qvsv::detail::WriteMetadata(w, item.metadata);
 }
 
 // ---------------------------------------------------------------- reading
@@ -281,15 +282,13 @@ std::pair<std::int64_t, std::int64_t> lineAndColumn(std::string_view text, std::
 }  // namespace
 
 std::string qvsvSerializeDiagnosticAsJSON(qvsvDiagnosticImpl* const& diag) {
-  rapidjson::StringBuffer buffer;
-  JsonWriter w(buffer);
-  std::string scratch;
+  JsonWriter w;
   w.StartObject();
-  w.Key("format");
+  Key(w, R"("format")");
   w.String(kFormat);
-  w.Key("version");
+  Key(w, R"("version")");
   w.Int(kVersion);
-  w.Key("items");
+  Key(w, R"("items")");
   w.StartArray();
   // The cause tree is walked with an explicit stack so that chains of any
   // depth write without deep recursion.
@@ -307,9 +306,9 @@ std::string qvsvSerializeDiagnosticAsJSON(qvsvDiagnosticImpl* const& diag) {
       continue;
     }
     const qvsvDiagnosticItem& item = **frame.next++;
-    writeItemMembers(w, item, scratch);
+    writeItemMembers(w, item);
     if (item.cause != nullptr && item.cause->count() > 0) {
-      w.Key("causes");
+      Key(w, R"("causes")");
       w.StartArray();
       stack.push_back({item.cause->items().cbegin(), item.cause->items().cend()});
     } else {
@@ -322,7 +321,7 @@ std::string qvsvSerializeDiagnosticAsJSON(qvsvDiagnosticImpl* const& diag) {
     w.EndArray();
     w.EndObject();
   }
-  return std::string(buffer.GetString(), buffer.GetSize());
+  return w.Take();
 }
 
 qvsvDiagnosticImpl* qvsvRestoreDiagnosticFromJSON(std::string_view text) {

@@ -1,5 +1,7 @@
 #include "qv_services/errors/json_text.hpp"
 
+#include <array>
+
 #include "qv_services/conversions.hpp"
 
 namespace qvsv::detail {
@@ -7,23 +9,133 @@ namespace {
 
 constexpr char kHex[] = "0123456789abcdef";
 
+// The longest form of one UTF-16 unit or byte in a JSON string is \u00XX.
+constexpr std::size_t kWorstEscape = 6;
+
+bool isWellFormedUtf16(std::u16string_view text) {
+  for (std::size_t i = 0; i < text.size(); ++i) {
+    const char16_t unit = text[i];
+    if ((unit & 0xF800) != 0xD800) continue;
+    if (unit > 0xDBFF || i + 1 == text.size() || (text[i + 1] & 0xFC00) != 0xDC00) return false;
+    ++i;
+  }
+  return true;
+}
+
 bool isValidUtf8(std::string_view text) {
   std::size_t i = 0;
   while (i < text.size()) {
     const auto c = static_cast<unsigned char>(text[i]);
-    std::size_t length = c < 0x80 ? 1 : (c >> 5) == 0x6 ? 2 : (c >> 4) == 0xE ? 3 : (c >> 3) == 0x1E ? 4 : 0;
+    if (c < 0x80) {
+      ++i;
+      continue;
+    }
+    const std::size_t length = (c >> 5) == 0x6 ? 2 : (c >> 4) == 0xE ? 3 : (c >> 3) == 0x1E ? 4 : 0;
     if (length == 0 || i + length > text.size()) return false;
-    char32_t cp = length == 1 ? c : length == 2 ? (c & 0x1F) : length == 3 ? (c & 0x0F) : (c & 0x07);
+    char32_t cp = length == 2 ? (c & 0x1F) : length == 3 ? (c & 0x0F) : (c & 0x07);
     for (std::size_t k = 1; k < length; ++k) {
       const auto d = static_cast<unsigned char>(text[i + k]);
       if ((d & 0xC0) != 0x80) return false;
       cp = (cp << 6) | (d & 0x3F);
     }
-    const char32_t minimum = length == 1 ? 0 : length == 2 ? 0x80 : length == 3 ? 0x800 : 0x10000;
+    const char32_t minimum = length == 2 ? 0x80 : length == 3 ? 0x800 : 0x10000;
     if (cp < minimum || cp > 0x10FFFF || (cp >= 0xD800 && cp <= 0xDFFF)) return false;
     i += length;
   }
   return true;
+}
+
+// An ASCII character inside a JSON string: itself, or its escape. The common
+// case stays inline in the loops below.
+constexpr auto kPlainAscii = [] {
+  std::array<bool, 128> plain{};
+  for (int c = 0x20; c < 0x80; ++c) plain[c] = c != '"' && c != '\\';
+  return plain;
+}();
+inline bool isPlainAscii(char32_t c) { return kPlainAscii[c]; }
+
+char* escapeAscii(char32_t c, char* p) {
+  *p++ = '\\';
+  switch (c) {
+    case '"': *p++ = '"'; break;
+    case '\\': *p++ = '\\'; break;
+    case '\n': *p++ = 'n'; break;
+    case '\t': *p++ = 't'; break;
+    case '\r': *p++ = 'r'; break;
+    default:
+      *p++ = 'u';
+      *p++ = '0';
+      *p++ = '0';
+      *p++ = kHex[c >> 4];
+      *p++ = kHex[c & 0xF];
+  }
+  return p;
+}
+
+// UTF-16 as a quoted JSON string in UTF-8, transcoded and escaped in one
+// pass (the writers' hot path); null at the first unpaired surrogate.
+char* quoteUtf16(std::u16string_view text, char* p) {
+  *p++ = '"';
+  for (std::size_t i = 0; i < text.size(); ++i) {
+    char32_t cp = text[i];
+    if (cp < 0x80) {
+      if (isPlainAscii(cp)) {
+        *p++ = static_cast<char>(cp);
+      } else {
+        p = escapeAscii(cp, p);
+      }
+      continue;
+    }
+    if ((cp & 0xF800) == 0xD800) {
+      if (cp > 0xDBFF || i + 1 == text.size() || (text[i + 1] & 0xFC00) != 0xDC00) return nullptr;
+      cp = 0x10000 + ((cp - 0xD800) << 10) + (text[i + 1] - 0xDC00);
+      ++i;
+    }
+    if (cp < 0x800) {
+      *p++ = static_cast<char>(0xC0 | (cp >> 6));
+    } else if (cp < 0x10000) {
+      *p++ = static_cast<char>(0xE0 | (cp >> 12));
+      *p++ = static_cast<char>(0x80 | ((cp >> 6) & 0x3F));
+    } else {
+      *p++ = static_cast<char>(0xF0 | (cp >> 18));
+      *p++ = static_cast<char>(0x80 | ((cp >> 12) & 0x3F));
+      *p++ = static_cast<char>(0x80 | ((cp >> 6) & 0x3F));
+    }
+    *p++ = static_cast<char>(0x80 | (cp & 0x3F));
+  }
+  *p++ = '"';
+  return p;
+}
+
+// Valid UTF-8 as a quoted JSON string.
+char* quoteUtf8(std::string_view text, char* p) {
+  *p++ = '"';
+  for (const char c : text) {
+    const auto b = static_cast<unsigned char>(c);
+    if (b >= 0x80 || isPlainAscii(b)) {
+      *p++ = c;
+    } else {
+      p = escapeAscii(b, p);
+    }
+  }
+  *p++ = '"';
+  return p;
+}
+
+// The hex form of a text that is not well formed, as raw bytes.
+char* hexObject(std::u16string_view text, char* p) {
+  static constexpr std::string_view kOpen = "{\"utf16\":\"";
+  p = std::copy(kOpen.begin(), kOpen.end(), p);
+  for (const char16_t unit : text) {
+    for (int shift = 12; shift >= 0; shift -= 4) *p++ = kHex[(unit >> shift) & 0xF];
+  }
+  *p++ = '"';
+  *p++ = '}';
+  return p;
+}
+
+void writeUtf8(JsonWriter& writer, std::string_view text) {
+  writer.QuotedValue(text.size() * kWorstEscape + 2, [&](char* out) { return quoteUtf8(text, out); });
 }
 
 void writeHexObject(JsonWriter& writer, const char* key, std::string&& hex) {
@@ -61,6 +173,8 @@ bool readHexObject(const rapidjson::Value& value, const char* key, std::size_t d
   return true;
 }
 
+// Texts are transcoded and escaped in one pass straight into a quoted JSON
+// string, which the writer then copies as a raw value; this is the writers'
 }  // namespace
 
 bool AppendUtf8(std::u16string_view text, std::string& out) {
@@ -90,25 +204,18 @@ bool AppendUtf8(std::u16string_view text, std::string& out) {
   return true;
 }
 
-void WriteText(JsonWriter& writer, std::u16string_view text, std::string& scratch) {
-  scratch.clear();
-  if (AppendUtf8(text, scratch)) {
-    writer.String(scratch.data(), static_cast<rapidjson::SizeType>(scratch.size()));
-    return;
-  }
-  std::string hex;
-  hex.reserve(text.size() * 4);
-  for (const char16_t unit : text) {
-    for (int shift = 12; shift >= 0; shift -= 4) hex.push_back(kHex[(unit >> shift) & 0xF]);
-  }
-  writeHexObject(writer, "utf16", std::move(hex));
+void WriteText(JsonWriter& writer, std::u16string_view text) {
+  // Quoted optimistically; a text that turns out not to be well formed is
+  // replaced in place by its hex object, a value as good as a string to the
+  // writer's bookkeeping of commas.
+  writer.QuotedValue(text.size() * kWorstEscape + 12, [&](char* out) {
+    char* end = quoteUtf16(text, out);
+    return end != nullptr ? end : hexObject(text, out);
+  });
 }
 
 void WriteNarrow(JsonWriter& writer, std::string_view text) {
-  if (isValidUtf8(text)) {
-    writer.String(text.data(), static_cast<rapidjson::SizeType>(text.size()));
-    return;
-  }
+  if (isValidUtf8(text)) return writeUtf8(writer, text);
   std::string hex;
   hex.reserve(text.size() * 2);
   for (const char c : text) {
@@ -118,18 +225,17 @@ void WriteNarrow(JsonWriter& writer, std::string_view text) {
   writeHexObject(writer, "bytes", std::move(hex));
 }
 
-void WriteDisplayText(JsonWriter& writer, std::u16string_view text, std::string& scratch) {
-  scratch.clear();
-  if (!AppendUtf8(text, scratch)) scratch = ConvertUStringToStdString(text, true);
-  writer.String(scratch.data(), static_cast<rapidjson::SizeType>(scratch.size()));
-}
-
-void WriteDisplayNarrow(JsonWriter& writer, std::string_view text, std::string& scratch) {
-  if (isValidUtf8(text)) {
-    writer.String(text.data(), static_cast<rapidjson::SizeType>(text.size()));
+void WriteDisplayText(JsonWriter& writer, std::u16string_view text) {
+  if (isWellFormedUtf16(text)) {
+    writer.QuotedValue(text.size() * kWorstEscape + 2, [&](char* out) { return quoteUtf16(text, out); });
     return;
   }
-  WriteDisplayText(writer, ConvertStdStringToUString(text, true), scratch);
+  writeUtf8(writer, ConvertUStringToStdString(text, true));
+}
+
+void WriteDisplayNarrow(JsonWriter& writer, std::string_view text) {
+  if (isValidUtf8(text)) return writeUtf8(writer, text);
+  writeUtf8(writer, ConvertUStringToStdString(ConvertStdStringToUString(text, true), true));
 }
 
 bool ReadText(const rapidjson::Value& value, std::u16string& out) {
@@ -151,14 +257,14 @@ bool ReadNarrow(const rapidjson::Value& value, std::string& out) {
   return readHexObject(value, "bytes", 2, nullptr, &out);
 }
 
-void WriteArguments(JsonWriter& w, const txArray* cell, std::string& scratch) {
-  w.Key("arguments");
+void WriteArguments(JsonWriter& w, const txArray* cell) {
+  Key(w, R"("arguments")");
   w.StartArray();
   const txIndex n = txIsCell(cell) ? txGetNumberOfElements(cell) : 0;
   for (txIndex i = 0; i < n; ++i) {
     const txArray* element = txGetCell(cell, i);
     if (txIsChar(element)) {
-      WriteText(w, std::u16string_view(txGetChars(element), txGetNumberOfElements(element)), scratch);
+      WriteText(w, std::u16string_view(txGetChars(element), txGetNumberOfElements(element)));
     } else if (txIsLogical(element) && txGetNumberOfElements(element) == 1) {
       w.Bool(txGetLogicals(element)[0]);
     } else if (txIsNumeric(element) && txGetNumberOfElements(element) == 1) {
@@ -170,22 +276,22 @@ void WriteArguments(JsonWriter& w, const txArray* cell, std::string& scratch) {
   w.EndArray();
 }
 
-void WriteMetadata(JsonWriter& w, const qvsvMetaDataMap& metadata, std::string& scratch) {
-  w.Key("metadata");
+void WriteMetadata(JsonWriter& w, const qvsvMetaDataMap& metadata) {
+  Key(w, R"("metadata")");
   w.StartArray();
   for (const auto& [key, value] : metadata) {
     w.StartObject();
-    w.Key("key");
-    WriteText(w, key, scratch);
+    Key(w, R"("key")");
+    WriteText(w, key);
     if (const auto* number = std::get_if<std::int64_t>(&value)) {
-      w.Key("integer");
+      Key(w, R"("integer")");
       w.Int64(*number);
     } else if (const auto* narrow = std::get_if<std::string>(&value)) {
-      w.Key("string");
+      Key(w, R"("string")");
       WriteNarrow(w, *narrow);
     } else {
-      w.Key("wide");
-      WriteText(w, std::get<std::u16string>(value), scratch);
+      Key(w, R"("wide")");
+      WriteText(w, std::get<std::u16string>(value));
     }
     w.EndObject();
   }

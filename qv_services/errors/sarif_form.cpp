@@ -2,6 +2,8 @@
 // walk that numbers the items and collects the rules.
 #include "qv_services/sarif_form.hpp"
 
+#include <algorithm>
+#include <cctype>
 #include <cstdio>
 #include <string_view>
 #include <unordered_map>
@@ -14,6 +16,7 @@
 namespace {
 
 using qvsv::detail::JsonWriter;
+using qvsv::detail::Key;
 
 constexpr const char* kOverflowId = "QV_SERVICES:utils:TooManyErrorsErr";
 
@@ -24,7 +27,6 @@ struct Entry {
   long parent;
   int depth;
   qvsvReportKind kind;
-  std::vector<long> causes;
 };
 
 // The results in depth-first order, walked with an explicit stack so that
@@ -49,8 +51,7 @@ std::vector<Entry> walk(const std::vector<qvsvSarifInput>& inputs) {
       }
       const qvsvDiagnosticItem* item = *frame.next++;
       const long index = static_cast<long>(entries.size());
-      entries.push_back({item, frame.parent, frame.depth, frame.kind, {}});
-      if (frame.parent >= 0) entries[static_cast<std::size_t>(frame.parent)].causes.push_back(index);
+      entries.push_back({item, frame.parent, frame.depth, frame.kind});
       if (item->cause != nullptr && item->cause->count() > 0) {
         const Frame child{item->cause->items().cbegin(), item->cause->items().cend(), index, frame.depth + 1,
                           frame.kind};
@@ -61,25 +62,67 @@ std::vector<Entry> walk(const std::vector<qvsvSarifInput>& inputs) {
   return entries;
 }
 
-// A GUID-shaped name for the n-th result (version 4, variant 8 digits in
-// place), stable for the same input.
-std::string guidOf(long n) {
-  char text[40];
-  std::snprintf(text, sizeof text, "00000000-0000-4000-8000-%012lx", static_cast<unsigned long>(n));
-  return text;
-}
+// What the writer needs beyond the entries: each result's GUID-shaped name
+// (version 4, variant 8 digits in place; stable for the same input) and the
+// direct causes of each result, all made once.
+class Links {
+ public:
+  explicit Links(const std::vector<Entry>& entries)
+      : guids_(entries.size() * kGuidLength), first_(entries.size() + 1, 0) {
+    static constexpr char kHex[] = "0123456789abcdef";
+    static constexpr std::string_view kPrefix = "00000000-0000-4000-8000-";
+    for (std::size_t i = 0; i < entries.size(); ++i) {
+      char* guid = &guids_[i * kGuidLength];
+      std::copy(kPrefix.begin(), kPrefix.end(), guid);
+      for (std::size_t k = 0, n = i; k < 12; ++k, n >>= 4) guid[kGuidLength - 1 - k] = kHex[n & 0xF];
+    }
+    // Causes grouped by parent: counts, then offsets, then the lists.
+    for (const Entry& entry : entries) {
+      if (entry.parent >= 0) ++first_[static_cast<std::size_t>(entry.parent) + 1];
+    }
+    for (std::size_t i = 1; i < first_.size(); ++i) first_[i] += first_[i - 1];
+    causes_.resize(first_.back());
+    std::vector<std::size_t> filled(first_.begin(), first_.end() - 1);
+    for (std::size_t i = 0; i < entries.size(); ++i) {
+      if (entries[i].parent >= 0) causes_[filled[static_cast<std::size_t>(entries[i].parent)]++] = i;
+    }
+  }
 
-// A file name as a URI reference: bytes outside the unreserved set and "/"
-// are percent-encoded (":" too, so a drive letter is not read as a scheme).
+  void writeGuid(JsonWriter& w, std::size_t index) const {
+    w.String(&guids_[index * kGuidLength], static_cast<rapidjson::SizeType>(kGuidLength));
+  }
+  const std::size_t* causesBegin(std::size_t index) const { return causes_.data() + first_[index]; }
+  const std::size_t* causesEnd(std::size_t index) const { return causes_.data() + first_[index + 1]; }
+
+ private:
+  static constexpr std::size_t kGuidLength = 36;
+  std::vector<char> guids_;
+  std::vector<std::size_t> first_;
+  std::vector<std::size_t> causes_;
+};
+
+// A file name as a URI: an absolute path ("/src/a.qv", "C:\\src\\a.qv")
+// becomes a file: URI, anything else a relative reference. Backslashes
+// become slashes, and bytes outside the unreserved set are percent-encoded
+// (":" too in a relative reference, so that it cannot read as a scheme).
 std::string uriOf(std::u16string_view file) {
   std::string utf8;
   if (!qvsv::detail::AppendUtf8(file, utf8)) return {};
+  std::replace(utf8.begin(), utf8.end(), '\\', '/');
   std::string uri;
-  for (const char c : utf8) {
-    const auto b = static_cast<unsigned char>(c);
-    if ((b >= 'A' && b <= 'Z') || (b >= 'a' && b <= 'z') || (b >= '0' && b <= '9') || b == '-' || b == '.' ||
-        b == '_' || b == '~' || b == '/') {
-      uri.push_back(c);
+  std::size_t start = 0;
+  if (!utf8.empty() && utf8[0] == '/') {
+    uri = "file://";
+  } else if (utf8.size() >= 3 && std::isalpha(static_cast<unsigned char>(utf8[0])) && utf8[1] == ':' &&
+             utf8[2] == '/') {
+    uri = "file:///";
+    uri += utf8.substr(0, 2);
+    start = 2;
+  }
+  for (std::size_t i = start; i < utf8.size(); ++i) {
+    const auto b = static_cast<unsigned char>(utf8[i]);
+    if (std::isalnum(b) || b == '-' || b == '.' || b == '_' || b == '~' || b == '/') {
+      uri.push_back(static_cast<char>(b));
     } else {
       char escape[4];
       std::snprintf(escape, sizeof escape, "%%%02X", b);
@@ -98,11 +141,11 @@ const char* levelOf(qvsvReportKind kind) {
   return "warning";
 }
 
-void writeStack(JsonWriter& w, const txArray* stack, std::string& scratch) {
-  w.Key("stacks");
+void writeStack(JsonWriter& w, const txArray* stack) {
+  Key(w, R"("stacks")");
   w.StartArray();
   w.StartObject();
-  w.Key("frames");
+  Key(w, R"("frames")");
   w.StartArray();
   const txIndex n = txGetNumberOfElements(stack);
   for (txIndex i = 0; i < n; ++i) {
@@ -114,33 +157,33 @@ void writeStack(JsonWriter& w, const txArray* stack, std::string& scratch) {
     const bool hasLine = (txIsNumeric(line) || txIsLogical(line)) && txGetNumberOfElements(line) == 1 &&
                          txGetScalar(line) >= 1 && txGetScalar(line) <= 2147483647.0;
     w.StartObject();
-    w.Key("location");
+    Key(w, R"("location")");
     w.StartObject();
     const std::string uri = uriOf(fileText);
     if (!uri.empty()) {
-      w.Key("physicalLocation");
+      Key(w, R"("physicalLocation")");
       w.StartObject();
-      w.Key("artifactLocation");
+      Key(w, R"("artifactLocation")");
       w.StartObject();
-      w.Key("uri");
+      Key(w, R"("uri")");
       w.String(uri.data(), static_cast<rapidjson::SizeType>(uri.size()));
       w.EndObject();
       if (hasLine) {
-        w.Key("region");
+        Key(w, R"("region")");
         w.StartObject();
-        w.Key("startLine");
+        Key(w, R"("startLine")");
         w.Int(static_cast<int>(txGetScalar(line)));
         w.EndObject();
       }
       w.EndObject();
     }
     if (!nameText.empty()) {
-      w.Key("logicalLocations");
+      Key(w, R"("logicalLocations")");
       w.StartArray();
       w.StartObject();
-      w.Key("name");
-      qvsv::detail::WriteDisplayText(w, nameText, scratch);
-      w.Key("kind");
+      Key(w, R"("name")");
+      qvsv::detail::WriteDisplayText(w, nameText);
+      Key(w, R"("kind")");
       w.String("function");
       w.EndObject();
       w.EndArray();
@@ -153,77 +196,80 @@ void writeStack(JsonWriter& w, const txArray* stack, std::string& scratch) {
   w.EndArray();
 }
 
-void writeResult(JsonWriter& w, const std::vector<Entry>& entries, std::size_t index, int ruleIndex,
-                 std::string& scratch) {
+void writeResult(JsonWriter& w, const std::vector<Entry>& entries, const Links& links, std::size_t index,
+                 int ruleIndex) {
   const Entry& entry = entries[index];
   const qvsvDiagnosticItem& item = *entry.item;
   const bool overflow = item.identifier == kOverflowId;
   w.StartObject();
-  w.Key("ruleId");
-  qvsv::detail::WriteDisplayNarrow(w, item.identifier, scratch);
-  w.Key("ruleIndex");
+  Key(w, R"("ruleId")");
+  qvsv::detail::WriteDisplayNarrow(w, item.identifier);
+  Key(w, R"("ruleIndex")");
   w.Int(ruleIndex);
   if (overflow) {
-    w.Key("kind");
+    Key(w, R"("kind")");
     w.String("informational");
-    w.Key("level");
+    Key(w, R"("level")");
     w.String("none");
   } else {
-    w.Key("level");
+    Key(w, R"("level")");
     w.String(levelOf(entry.kind));
   }
-  w.Key("message");
+  Key(w, R"("message")");
   w.StartObject();
-  w.Key("text");
+  Key(w, R"("text")");
   // Hotlinks are anchors; only a message with an anchor pays for removal.
-  const bool hasAnchor = item.message.find(u"<a") != std::u16string::npos;
+  const std::size_t open = item.message.find(u'<');
+  const bool hasAnchor = open != std::u16string::npos && item.message.find(u"<a", open) != std::u16string::npos;
   const std::u16string text = hasAnchor ? qvsv::removeHotLinks(item.message) : std::u16string();
   const std::u16string_view shown = hasAnchor ? std::u16string_view(text) : std::u16string_view(item.message);
   if (shown.empty()) {
     if (item.identifier.empty()) {
       w.String("(no message)");
     } else {
-      qvsv::detail::WriteDisplayNarrow(w, item.identifier, scratch);
+      qvsv::detail::WriteDisplayNarrow(w, item.identifier);
     }
   } else {
-    qvsv::detail::WriteDisplayText(w, shown, scratch);
+    qvsv::detail::WriteDisplayText(w, shown);
   }
   w.EndObject();
-  w.Key("guid");
-  w.String(guidOf(static_cast<long>(index)).c_str());
-  if (txIsStruct(item.callStack) && txGetNumberOfElements(item.callStack) > 0) writeStack(w, item.callStack, scratch);
-  w.Key("properties");
+  Key(w, R"("guid")");
+  links.writeGuid(w, index);
+  if (txIsStruct(item.callStack) && txGetNumberOfElements(item.callStack) > 0) writeStack(w, item.callStack);
+  Key(w, R"("properties")");
   w.StartObject();
   if (overflow) {
-    w.Key("overflow");
+    Key(w, R"("overflow")");
     w.Bool(true);
   }
   if (entry.parent >= 0) {
-    w.Key("causeOf");
-    w.String(guidOf(entry.parent).c_str());
-    w.Key("causeDepth");
+    Key(w, R"("causeOf")");
+    links.writeGuid(w, static_cast<std::size_t>(entry.parent));
+    Key(w, R"("causeDepth")");
     w.Int(entry.depth);
   }
-  if (!entry.causes.empty()) {
-    w.Key("causes");
+  if (links.causesBegin(index) != links.causesEnd(index)) {
+    Key(w, R"("causes")");
     w.StartArray();
-    for (const long cause : entry.causes) w.String(guidOf(cause).c_str());
+    for (const std::size_t* cause = links.causesBegin(index); cause != links.causesEnd(index); ++cause) {
+      links.writeGuid(w, *cause);
+    }
     w.EndArray();
   }
-  if (item.arguments != nullptr) qvsv::detail::WriteArguments(w, item.arguments, scratch);
-  if (!item.metadata.empty()) qvsv::detail::WriteMetadata(w, item.metadata, scratch);
+  if (item.arguments != nullptr) qvsv::detail::WriteArguments(w, item.arguments);
+  if (!item.metadata.empty()) qvsv::detail::WriteMetadata(w, item.metadata);
   if (item.handles != nullptr && item.numHandles > 0) {
-    w.Key("handles");
+    Key(w, R"("handles")");
     w.StartArray();
     for (int i = 0; i < item.numHandles; ++i) w.Double(item.handles[i]);
     w.EndArray();
   }
   if (!item.extraMessage.empty()) {
-    w.Key("extraMessage");
-    qvsv::detail::WriteDisplayText(w, item.extraMessage, scratch);
+    Key(w, R"("extraMessage")");
+    qvsv::detail::WriteDisplayText(w, item.extraMessage);
   }
   if (item.creationTime != qvsvErrorCreationTimeUnset) {
-    w.Key("creationTime");
+    Key(w, R"("creationTime")");
     w.Uint(item.creationTime);
   }
   w.EndObject();
@@ -244,39 +290,37 @@ std::string qvsvSerializeDiagnosticsAsSARIF(const std::vector<qvsvSarifInput>& i
     entryRule.push_back(it->second);
   }
 
-  rapidjson::StringBuffer buffer;
-  JsonWriter w(buffer);
-  std::string scratch;
+  JsonWriter w;
   w.StartObject();
-  w.Key("$schema");
+  Key(w, R"("$schema")");
   w.String("https://json.schemastore.org/sarif-2.1.0.json");
-  w.Key("version");
+  Key(w, R"("version")");
   w.String("2.1.0");
-  w.Key("runs");
+  Key(w, R"("runs")");
   w.StartArray();
   w.StartObject();
-  w.Key("tool");
+  Key(w, R"("tool")");
   w.StartObject();
-  w.Key("driver");
+  Key(w, R"("driver")");
   w.StartObject();
-  w.Key("name");
+  Key(w, R"("name")");
   w.String("qv_services");
-  w.Key("version");
+  Key(w, R"("version")");
   w.String(QVSV_VERSION_STRING);
-  w.Key("informationUri");
+  Key(w, R"("informationUri")");
   w.String("https://www.quiver.example/qv_services");
-  w.Key("rules");
+  Key(w, R"("rules")");
   w.StartArray();
   const std::string locale = tessel::GetGlobalLocaleName();
   for (const std::string* id : rules) {
     w.StartObject();
-    w.Key("id");
-    qvsv::detail::WriteDisplayNarrow(w, *id, scratch);
+    Key(w, R"("id")");
+    qvsv::detail::WriteDisplayNarrow(w, *id);
     if (const auto pattern = resource_core::FindMessagePattern(*id, locale); pattern && !pattern->empty()) {
-      w.Key("shortDescription");
+      Key(w, R"("shortDescription")");
       w.StartObject();
-      w.Key("text");
-      qvsv::detail::WriteDisplayText(w, *pattern, scratch);
+      Key(w, R"("text")");
+      qvsv::detail::WriteDisplayText(w, *pattern);
       w.EndObject();
     }
     w.EndObject();
@@ -284,14 +328,15 @@ std::string qvsvSerializeDiagnosticsAsSARIF(const std::vector<qvsvSarifInput>& i
   w.EndArray();
   w.EndObject();
   w.EndObject();
-  w.Key("results");
+  Key(w, R"("results")");
   w.StartArray();
-  for (std::size_t i = 0; i < entries.size(); ++i) writeResult(w, entries, i, entryRule[i], scratch);
+  const Links links(entries);
+  for (std::size_t i = 0; i < entries.size(); ++i) writeResult(w, entries, links, i, entryRule[i]);
   w.EndArray();
   w.EndObject();
   w.EndArray();
   w.EndObject();
-  return std::string(buffer.GetString(), buffer.GetSize());
+  return w.Take();
 }
 
 std::string qvsvSerializeDiagnosticAsSARIF(qvsvDiagnosticImpl* const& diag, qvsvReportKind kind) {
