@@ -44,7 +44,7 @@ void writeCallStack(JsonWriter& w, const txArray* stack) {
     const txArray* line = txGetField(stack, i, "line");
     Key(w, R"("line")");
     if ((txIsNumeric(line) || txIsLogical(line)) && txGetNumberOfElements(line) == 1) {
-      w.Double(txGetScalar(line));
+      qvsv::detail::WriteNumber(w, txGetScalar(line));
     } else {
       w.Null();
     }
@@ -68,7 +68,7 @@ void writeItemMembers(JsonWriter& w, const qvsvDiagnosticItem& item) {
   if (item.handles != nullptr && item.numHandles > 0) {
     Key(w, R"("handles")");
     w.StartArray();
-    for (int i = 0; i < item.numHandles; ++i) w.Double(item.handles[i]);
+    for (int i = 0; i < item.numHandles; ++i) qvsv::detail::WriteNumber(w, item.handles[i]);
     w.EndArray();
   }
   if (txIsStruct(item.callStack)) writeCallStack(w, item.callStack);

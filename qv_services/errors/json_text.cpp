@@ -1,6 +1,8 @@
 #include "qv_services/errors/json_text.hpp"
 
 #include <array>
+#include <cmath>
+#include <cstdint>
 
 #include "qv_services/conversions.hpp"
 
@@ -11,16 +13,6 @@ constexpr char kHex[] = "0123456789abcdef";
 
 // The longest form of one UTF-16 unit or byte in a JSON string is \u00XX.
 constexpr std::size_t kWorstEscape = 6;
-
-bool isWellFormedUtf16(std::u16string_view text) {
-  for (std::size_t i = 0; i < text.size(); ++i) {
-    const char16_t unit = text[i];
-    if ((unit & 0xF800) != 0xD800) continue;
-    if (unit > 0xDBFF || i + 1 == text.size() || (text[i + 1] & 0xFC00) != 0xDC00) return false;
-    ++i;
-  }
-  return true;
-}
 
 bool isValidUtf8(std::string_view text) {
   std::size_t i = 0;
@@ -225,12 +217,25 @@ void WriteNarrow(JsonWriter& writer, std::string_view text) {
   writeHexObject(writer, "bytes", std::move(hex));
 }
 
-void WriteDisplayText(JsonWriter& writer, std::u16string_view text) {
-  if (isWellFormedUtf16(text)) {
-    writer.QuotedValue(text.size() * kWorstEscape + 2, [&](char* out) { return quoteUtf16(text, out); });
-    return;
+void WriteNumber(JsonWriter& writer, double value) {
+  constexpr double kExact = 9007199254740992.0;  // 2^53
+  if (value > -kExact && value < kExact && value == std::trunc(value) && !(value == 0 && std::signbit(value))) {
+    writer.Int64(static_cast<std::int64_t>(value));
+  } else {
+    writer.Double(value);
   }
-  writeUtf8(writer, ConvertUStringToStdString(text, true));
+}
+
+void WriteDisplayText(JsonWriter& writer, std::u16string_view text) {
+  // Quoted optimistically, as in WriteText; a text that is not well formed
+  // is quoted again after U+FFFD took the place of what did not convert.
+  std::u16string repaired;
+  writer.QuotedValue(text.size() * kWorstEscape + 2, [&](char* out) {
+    char* end = quoteUtf16(text, out);
+    if (end != nullptr) return end;
+    repaired = ConvertStdStringToUString(ConvertUStringToStdString(text, true), true);
+    return quoteUtf16(repaired, out);
+  });
 }
 
 void WriteDisplayNarrow(JsonWriter& writer, std::string_view text) {
@@ -268,7 +273,7 @@ void WriteArguments(JsonWriter& w, const txArray* cell) {
     } else if (txIsLogical(element) && txGetNumberOfElements(element) == 1) {
       w.Bool(txGetLogicals(element)[0]);
     } else if (txIsNumeric(element) && txGetNumberOfElements(element) == 1) {
-      w.Double(txGetScalar(element));
+      WriteNumber(w, txGetScalar(element));
     } else {
       w.Null();
     }

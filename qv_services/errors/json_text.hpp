@@ -67,6 +67,10 @@ void WriteDisplayNarrow(JsonWriter& writer, std::string_view text);
 void WriteArguments(JsonWriter& writer, const txArray* cell);
 void WriteMetadata(JsonWriter& writer, const qvsvMetaDataMap& metadata);
 
+// A double that reads back exactly: integral values below 2^53 as integers
+// (the common case, and much cheaper than the shortest-digits search).
+void WriteNumber(JsonWriter& writer, double value);
+
 // Reading back what WriteText and WriteNarrow wrote; false for anything else.
 bool ReadText(const rapidjson::Value& value, std::u16string& out);
 bool ReadNarrow(const rapidjson::Value& value, std::string& out);

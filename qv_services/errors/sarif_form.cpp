@@ -261,7 +261,7 @@ void writeResult(JsonWriter& w, const std::vector<Entry>& entries, const Links& 
   if (item.handles != nullptr && item.numHandles > 0) {
     Key(w, R"("handles")");
     w.StartArray();
-    for (int i = 0; i < item.numHandles; ++i) w.Double(item.handles[i]);
+    for (int i = 0; i < item.numHandles; ++i) qvsv::detail::WriteNumber(w, item.handles[i]);
     w.EndArray();
   }
   if (!item.extraMessage.empty()) {

@@ -85,6 +85,10 @@ TEST_F(SarifForm, MessageLosesHotlinksButKeepsMarkupAndNonBmpText) {
   const rapidjson::Document log = parse(qvsvSerializeDiagnosticAsSARIF(diag, qvsvReportKind::Error));
   EXPECT_EQ(str(results(log)[0]["message"]["text"]), "See the block & <b>\xF0\x9F\x98\x80</b> \xC3\xA9");
   qvsvDiscardDiagnostic(diag);
+  qvsvDiagnosticImpl* broken = make("A:b", std::u16string(u"x\xD800y"));
+  const rapidjson::Document repaired = parse(qvsvSerializeDiagnosticAsSARIF(broken, qvsvReportKind::Error));
+  EXPECT_EQ(str(results(repaired)[0]["message"]["text"]), "x\xEF\xBF\xBDy") << "an unpaired surrogate shows as U+FFFD";
+  qvsvDiscardDiagnostic(broken);
 }
 
 TEST_F(SarifForm, OneRulePerIdentifierWithTheCataloguesText) {
