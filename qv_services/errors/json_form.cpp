@@ -87,6 +87,15 @@ struct FormError {
   std::string problem;
 };
 
+// The member `name` of an object, or null. (Comparing RapidJSON's member
+// iterators is ambiguous under C++20's reversed operators.)
+const rapidjson::Value* memberOf(const rapidjson::Value& object, const char* name) {
+  for (const auto& member : object.GetObject()) {
+    if (std::string_view(member.name.GetString(), member.name.GetStringLength()) == name) return &member.value;
+  }
+  return nullptr;
+}
+
 struct DiagnosticDeleter {
   void operator()(qvsvDiagnosticImpl* diag) const { qvsvDiscardDiagnostic(diag); }
 };
@@ -144,14 +153,13 @@ class FormReader {
   }
 
   static const rapidjson::Value& member(const rapidjson::Value& object, const std::string& path, const char* name) {
-    const auto it = object.FindMember(name);
-    if (it == object.MemberEnd()) throw FormError{path, std::string("missing member \"") + name + "\""};
-    return it->value;
+    const rapidjson::Value* found = memberOf(object, name);
+    if (found == nullptr) throw FormError{path, std::string("missing member \"") + name + "\""};
+    return *found;
   }
 
   static const rapidjson::Value* optional(const rapidjson::Value& object, const char* name) {
-    const auto it = object.FindMember(name);
-    return it == object.MemberEnd() ? nullptr : &it->value;
+    return memberOf(object, name);
   }
 
   static void text(const rapidjson::Value& value, const std::string& path, std::u16string& out) {
@@ -336,19 +344,19 @@ qvsvDiagnosticImpl* qvsvRestoreDiagnosticFromJSON(std::string_view text) {
         {std::string(rapidjson::GetParseError_En(document.GetParseError())), line, column})));
   }
   try {
-    if (!document.IsObject()) throw FormError{"(document)", "expected an object"};
-    const auto format = document.FindMember("format");
-    if (format == document.MemberEnd() || !format->value.IsString() ||
-        std::string_view(format->value.GetString()) != kFormat) {
+    const rapidjson::Value& root = document;
+    if (!root.IsObject()) throw FormError{"(document)", "expected an object"};
+    const rapidjson::Value* format = memberOf(root, "format");
+    if (format == nullptr || !format->IsString() || std::string_view(format->GetString()) != kFormat) {
       throw FormError{"format", std::string("expected \"") + kFormat + "\""};
     }
-    const auto version = document.FindMember("version");
-    if (version == document.MemberEnd() || !version->value.IsInt() || version->value.GetInt() != kVersion) {
+    const rapidjson::Value* version = memberOf(root, "version");
+    if (version == nullptr || !version->IsInt() || version->GetInt() != kVersion) {
       throw FormError{"version", "expected " + std::to_string(kVersion)};
     }
-    const auto items = document.FindMember("items");
-    if (items == document.MemberEnd()) throw FormError{"(document)", "missing member \"items\""};
-    return FormReader().items(items->value, "items", 0).release();
+    const rapidjson::Value* items = memberOf(root, "items");
+    if (items == nullptr) throw FormError{"(document)", "missing member \"items\""};
+    return FormReader().items(*items, "items", 0).release();
   } catch (const FormError& error) {
     return restoreError(qvsvCreateDiagnosticFromMessageID(
         resource_core::BaseMsgID(kCatalog, "JSONFormError", {error.path, error.problem})));

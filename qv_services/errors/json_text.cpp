@@ -148,9 +148,11 @@ int hexDigit(char c) {
 bool readHexObject(const rapidjson::Value& value, const char* key, std::size_t digits, std::u16string* wide,
                    std::string* narrow) {
   if (!value.IsObject() || value.MemberCount() != 1) return false;
-  const auto member = value.FindMember(key);
-  if (member == value.MemberEnd() || !member->value.IsString()) return false;
-  const std::string_view hex(member->value.GetString(), member->value.GetStringLength());
+  const auto& member = *value.MemberBegin();
+  if (std::string_view(member.name.GetString(), member.name.GetStringLength()) != key || !member.value.IsString()) {
+    return false;
+  }
+  const std::string_view hex(member.value.GetString(), member.value.GetStringLength());
   if (hex.size() % digits != 0) return false;
   for (std::size_t i = 0; i < hex.size(); i += digits) {
     unsigned unit = 0;
