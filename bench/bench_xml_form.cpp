@@ -1,6 +1,7 @@
 // The XML form of a 10,000-item diagnostic with causes: restoring against a
 // bare Expat parse of the same bytes, writing against restoring, and how both
-// grow with the number of items.
+// grow with the number of items. The JSON and SARIF forms are measured
+// against writing the XML argument form of the same diagnostic.
 #include <benchmark/benchmark.h>
 #include <expat.h>
 
@@ -10,7 +11,9 @@
 #include "bench/bench_support.hpp"
 #include "qv_services/diagnostic_creation.hpp"
 #include "qv_services/error_queue.hpp"
+#include "qv_services/json_form.hpp"
 #include "qv_services/module.hpp"
+#include "qv_services/sarif_form.hpp"
 #include "qv_services/xml_form.hpp"
 
 namespace {
@@ -27,6 +30,30 @@ qvsvDiagnosticImpl* makeDiagnostic(int n) {
       qvsvDiagnosticImpl* causes = qvsvCreateDiagnosticFromIdAndMsg("Quiver:bench:Cause", u"Expected 3, got 4.");
       qvsvConcatenateDiagnostics(causes, qvsvCreateDiagnosticFromIdAndMsg("Quiver:bench:Cause", u"Dimension 2."),
                                  false);
+      qvsvAddCauseToLastDiagnosticItem(item, causes);
+    }
+    qvsvConcatenateDiagnostics(diag, item, false);
+  }
+  return diag;
+}
+
+// The same shape made the way the product makes diagnostics: catalogued
+// messages with arguments (a number and three texts), so that the argument
+// form has arguments to write.
+qvsvDiagnosticImpl* makeCataloguedDiagnostic(int n) {
+  TLInitialize_qv_services();
+  qvsvSetMaxDiagnosticsInQueue(0);
+  const auto message = [](std::int64_t count, const char* function) {
+    return qvsvCreateDiagnosticFromMessageID(resource_core::BaseMsgID(
+        "QV_SERVICES:utils", "InjectedException",
+        {count, std::string("model/subsystem/Gain.qv"), std::string(function), std::int64_t{42}}));
+  };
+  qvsvDiagnosticImpl* diag = nullptr;
+  for (int i = 0; i < n; ++i) {
+    qvsvDiagnosticImpl* item = message(i, "outputSize");
+    if (i % 2 == 0) {
+      qvsvDiagnosticImpl* causes = message(3, "checkDimension");
+      qvsvConcatenateDiagnostics(causes, message(2, "checkDimension"), false);
       qvsvAddCauseToLastDiagnosticItem(item, causes);
     }
     qvsvConcatenateDiagnostics(diag, item, false);
@@ -94,7 +121,40 @@ void BM_WriteArgumentForm(benchmark::State& state) {
   state.SetComplexityN(state.range(0));
 }
 
+void BM_WriteCataloguedArgumentForm(benchmark::State& state) {
+  qvsvDiagnosticImpl* diag = makeCataloguedDiagnostic(static_cast<int>(state.range(0)));
+  for (auto _ : state) {
+    std::string doc = qvsvSerializeDiagnosticAsXMLStringWithArguments(diag);
+    benchmark::DoNotOptimize(doc);
+  }
+  qvsvDiscardDiagnostic(diag);
+}
+
+// JSON and SARIF leave the diagnostic alone, like the argument form.
+void BM_WriteJSON(benchmark::State& state) {
+  qvsvDiagnosticImpl* diag = makeCataloguedDiagnostic(static_cast<int>(state.range(0)));
+  for (auto _ : state) {
+    std::string doc = qvsvSerializeDiagnosticAsJSON(diag);
+    benchmark::DoNotOptimize(doc);
+  }
+  qvsvDiscardDiagnostic(diag);
+  state.SetComplexityN(state.range(0));
+}
+
+void BM_WriteSARIF(benchmark::State& state) {
+  qvsvDiagnosticImpl* diag = makeCataloguedDiagnostic(static_cast<int>(state.range(0)));
+  for (auto _ : state) {
+    std::string doc = qvsvSerializeDiagnosticAsSARIF(diag, qvsvReportKind::Error);
+    benchmark::DoNotOptimize(doc);
+  }
+  qvsvDiscardDiagnostic(diag);
+  state.SetComplexityN(state.range(0));
+}
+
 BENCHMARK(BM_BareExpat)->Arg(10000);
+BENCHMARK(BM_WriteCataloguedArgumentForm)->Arg(10000);
+BENCHMARK(BM_WriteJSON)->Arg(10000)->Arg(100000)->Arg(400000)->Complexity(benchmark::oN);
+BENCHMARK(BM_WriteSARIF)->Arg(10000)->Arg(100000)->Arg(400000)->Complexity(benchmark::oN);
 // Growth is judged between sizes that are both far beyond the caches: from
 // 10,000 to 100,000 items the structure leaves the cache and the cost per
 // item rises once, without the work per item changing.
@@ -107,6 +167,10 @@ const qvsv::bench::Ratio kWrite("BM_Write/10000", "BM_Restore/10000", 1.0);
 // Four times the items: linear growth shows as a ratio near 4.
 const qvsv::bench::Ratio kRestoreGrowth("BM_Restore/400000", "BM_Restore/100000");
 const qvsv::bench::Ratio kWriteGrowth("BM_Write/400000", "BM_Write/100000");
+const qvsv::bench::Ratio kJson("BM_WriteJSON/10000", "BM_WriteCataloguedArgumentForm/10000", 2.0);
+const qvsv::bench::Ratio kSarif("BM_WriteSARIF/10000", "BM_WriteCataloguedArgumentForm/10000", 2.0);
+const qvsv::bench::Ratio kJsonGrowth("BM_WriteJSON/400000", "BM_WriteJSON/100000");
+const qvsv::bench::Ratio kSarifGrowth("BM_WriteSARIF/400000", "BM_WriteSARIF/100000");
 const qvsv::bench::Ratio kArgumentGrowth("BM_WriteArgumentForm/400000", "BM_WriteArgumentForm/100000");
 
 }  // namespace

@@ -208,27 +208,39 @@ icu::UnicodeString format(const BaseMsgID& id, const std::string& locale, const 
   return out;
 }
 
-std::u16string lookUp(const BaseMsgID& id, const std::string& locale, const NamedMsgArguments* named) {
+// The raw pattern of id's key in the first bundle of the search order that
+// has it; catalogFound tells whether any bundle of the catalogue exists.
+bool findPattern(const std::string& catalog, const std::string& key, const std::string& locale,
+                 icu::UnicodeString& pattern, bool& catalogFound) {
   CatalogRegistry& registry = CatalogRegistry::instance();
   std::string folder;
-  bool catalogFound = false;
-  if (catalogFolderOf(id.catalog(), folder)) {
-    const std::vector<std::string> chain = localeChain(locale);
-    for (const std::string& root : registry.folders()) {
-      const std::string directory = root + "/" + folder;
-      for (const std::string& candidate : chain) {
-        const Bundle bundle = registry.bundle(directory, candidate);
-        if (bundle == nullptr) continue;
-        catalogFound = true;
-        if (!validKey(id.key())) continue;
-        UErrorCode status = U_ZERO_ERROR;
-        int32_t length = 0;
-        const UChar* text = ures_getStringByKey(bundle.get(), id.key().c_str(), &length, &status);
-        if (U_FAILURE(status) || text == nullptr) continue;
-        const icu::UnicodeString result = format(id, locale, icu::UnicodeString(true, text, length), named);
-        return std::u16string(result.getBuffer(), static_cast<std::size_t>(result.length()));
-      }
+  catalogFound = false;
+  if (!catalogFolderOf(catalog, folder)) return false;
+  const std::vector<std::string> chain = localeChain(locale);
+  for (const std::string& root : registry.folders()) {
+    const std::string directory = root + "/" + folder;
+    for (const std::string& candidate : chain) {
+      const Bundle bundle = registry.bundle(directory, candidate);
+      if (bundle == nullptr) continue;
+      catalogFound = true;
+      if (!validKey(key)) continue;
+      UErrorCode status = U_ZERO_ERROR;
+      int32_t length = 0;
+      const UChar* text = ures_getStringByKey(bundle.get(), key.c_str(), &length, &status);
+      if (U_FAILURE(status) || text == nullptr) continue;
+      pattern.setTo(true, text, length);
+      return true;
     }
+  }
+  return false;
+}
+
+std::u16string lookUp(const BaseMsgID& id, const std::string& locale, const NamedMsgArguments* named) {
+  icu::UnicodeString pattern;
+  bool catalogFound = false;
+  if (findPattern(id.catalog(), id.key(), locale, pattern, catalogFound)) {
+    const icu::UnicodeString result = format(id, locale, pattern, named);
+    return std::u16string(result.getBuffer(), static_cast<std::size_t>(result.length()));
   }
   if (!catalogFound) {
     throw CatalogError(id.identifier(), locale,
@@ -254,6 +266,17 @@ std::u16string GetMessageTextInGlobalLocale(const BaseMsgID& id, const NamedMsgA
 
 std::u16string GetMessageTextInGlobalLocale(const BaseMsgID& id) {
   return GetMessageText(id, tessel::GetGlobalLocaleName());
+}
+
+std::optional<std::u16string> FindMessagePattern(const std::string& identifier, const std::string& locale) {
+  const std::size_t colon = identifier.rfind(':');
+  if (colon == std::string::npos || colon == 0) return std::nullopt;
+  icu::UnicodeString pattern;
+  bool catalogFound = false;
+  if (!findPattern(identifier.substr(0, colon), identifier.substr(colon + 1), locale, pattern, catalogFound)) {
+    return std::nullopt;
+  }
+  return std::u16string(pattern.getBuffer(), static_cast<std::size_t>(pattern.length()));
 }
 
 std::u16string GetMessageTextInDefaultLocale(const BaseMsgID& id) { return GetMessageText(id, kDefaultLocale); }

@@ -6,7 +6,8 @@ set -euo pipefail
 # locales: the float formatter's tests compile a C locale with a ',' decimal
 # point (de_DE) from its sources when none is installed.
 packages=(g++ cmake ninja-build libicu-dev icu-devtools libexpat1-dev libtbb-dev
-          libgtest-dev libgmock-dev libbenchmark-dev locales clang libclang-rt-14-dev)
+          libgtest-dev libgmock-dev libbenchmark-dev locales clang libclang-rt-14-dev
+          rapidjson-dev)
 
 missing=()
 for pkg in "${packages[@]}"; do

@@ -16,6 +16,7 @@
 
 #include <cstdint>
 #include <map>
+#include <optional>
 #include <stdexcept>
 #include <string>
 #include <variant>
@@ -81,6 +82,11 @@ TESSEL_API std::u16string GetMessageText(const BaseMsgID& id, const std::string&
                                          const NamedMsgArguments& named);
 TESSEL_API std::u16string GetMessageTextInGlobalLocale(const BaseMsgID& id, const NamedMsgArguments& named);
 
+// The unformatted text of a message ("'{0}' is not ...") for a full identifier
+// "catalogue:key" in the given locale (with fallback), or nothing when the
+// catalogue or key is unknown; never throws for an unknown identifier.
+TESSEL_API std::optional<std::u16string> FindMessagePattern(const std::string& identifier,
+                                                          const std::string& locale);
 // Catalogue folders added at run time, searched before the others. Adding a
 // folder twice keeps one entry; removing an absent one does nothing.
 TESSEL_API void AddCatalogFolder(const std::string& folder);

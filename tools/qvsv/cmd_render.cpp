@@ -1,32 +1,22 @@
-// qvsv render / encode / decode: diagnostics in their XML form, rendered, and
-// the form's text encodings.
+// qvsv render / encode / decode: diagnostic documents (XML or JSON form)
+// rendered, and the XML form's text encodings.
 #include <algorithm>
-#include <fstream>
 #include <iostream>
-#include <iterator>
-#include <sstream>
 
 #include "qv_services/conversions.hpp"
+#include "qv_services/json_form.hpp"
 #include "qv_services/renderings.hpp"
+#include "qv_services/sarif_form.hpp"
 #include "qv_services/xml_form.hpp"
 #include "tessel/foundation.hpp"
 #include "tools/qvsv/command.hpp"
+#include "tools/qvsv/documents.hpp"
 
 namespace qvsv::tool {
 namespace {
 
-std::string readInput(const std::string& source) {
-  if (source.empty() || source == "-") {
-    return std::string(std::istreambuf_iterator<char>(std::cin), std::istreambuf_iterator<char>());
-  }
-  std::ifstream file(source, std::ios::binary);
-  if (!file) throw InputError("cannot read '" + source + "'");
-  std::ostringstream text;
-  text << file.rdbuf();
-  return text.str();
-}
-
-std::string render(qvsvDiagnosticImpl*& diag, const std::string& form, const std::string& prefix, bool strip) {
+std::string render(qvsvDiagnosticImpl*& diag, const std::string& form, const std::string& prefix, bool strip,
+                   qvsvReportKind kind) {
   if (form == "plain") return qvsvSerializeDiagnosticAsPlainString(diag);
   if (form == "formatted") {
     return ConvertUStringToStdString(
@@ -36,6 +26,8 @@ std::string render(qvsvDiagnosticImpl*& diag, const std::string& form, const std
   if (form == "html") return ConvertUStringToStdString(qvsvSerializeToHTMLCreate(diag, strip)) + "\n";
   if (form == "xml") return qvsvSerializeDiagnosticAsXMLString(diag);
   if (form == "xml-args") return qvsvSerializeDiagnosticAsXMLStringWithArguments(diag) + "\n";
+  if (form == "json") return qvsvSerializeDiagnosticAsJSON(diag) + "\n";
+  if (form == "sarif") return qvsvSerializeDiagnosticAsSARIF(diag, kind) + "\n";
   // combined
   return qvsvGetCombinedErrorIdentifier(diag) + ": " + ConvertUStringToStdString(qvsvGetCombinedErrorMessage(diag)) +
          "\n";
@@ -49,23 +41,28 @@ int runRender(const Args& input) {
   TakeOption(args, "--as", form);
   TakeOption(args, "--prefix", prefix);
   const bool haveLocale = TakeOption(args, "--locale", locale);
+  std::string level = "error";
+  TakeOption(args, "--level", level);
   const bool strip = TakeFlag(args, "--strip-hotlinks");
   RejectUnknownOptions(args);
+  qvsvReportKind kind = qvsvReportKind::Error;
+  if (level == "warning") {
+    kind = qvsvReportKind::Warning;
+  } else if (level == "info") {
+    kind = qvsvReportKind::Information;
+  } else if (level != "error") {
+    throw UsageError("unknown level '" + level + "' (error, warning, info)");
+  }
   if (!args.empty() && args.front() == "--") args.erase(args.begin());
-  const std::vector<std::string> forms{"plain", "formatted", "html", "xml", "xml-args", "combined"};
+  const std::vector<std::string> forms{"plain", "formatted", "html", "xml", "xml-args", "combined", "json", "sarif"};
   if (std::find(forms.begin(), forms.end(), form) == forms.end()) {
-    throw UsageError("unknown form '" + form + "' (plain, formatted, html, xml, xml-args, combined)");
+    throw UsageError("unknown form '" + form + "' (plain, formatted, html, xml, xml-args, combined, json, sarif)");
   }
   if (args.size() > 1) throw UsageError("expected at most one FILE");
   if (haveLocale) tessel::SetGlobalLocaleName(locale);
-  const std::string text = readInput(args.empty() ? "-" : args.front());
-  qvsvDiagnosticImpl* diag = qvsvRestoreDiagnosticFromXMLFragment(text.c_str());
-  if (diag == nullptr) throw InputError("the input is not a diagnostic document (it must begin with <diag_root>)");
-  if (qvsvGetCombinedErrorIdentifier(diag) == "QVSV_DIAGNOSTIC:RESTORE_DIAGNOSTIC_ERROR") {
-    std::cerr << qvsvSerializeDiagnosticAsPlainString(diag);
-    return 1;
-  }
-  const std::string out = render(diag, form, prefix, strip);
+  qvsvDiagnosticImpl* diag = RestoreDocument(ReadInput(args.empty() ? "-" : args.front()));
+  if (diag == nullptr) return 1;
+  const std::string out = render(diag, form, prefix, strip, kind);
   qvsvDiscardDiagnostic(diag);
   std::cout << out;
   return 0;
@@ -99,9 +96,9 @@ int runDecode(const Args& args) {
 }
 
 const Command kRender("render",
-                      "render [--as plain|formatted|html|xml|xml-args|combined] [--prefix P] [--strip-hotlinks] "
-                      "[--locale L] [FILE|-]",
-                      "restore a diagnostic document (message or argument form) and write the chosen rendering",
+                      "render [--as plain|formatted|html|xml|xml-args|combined|json|sarif] [--prefix P] "
+                      "[--strip-hotlinks] [--level error|warning|info] [--locale L] [FILE|-]",
+                      "restore a diagnostic document (XML or JSON form) and write the chosen rendering",
                       runRender);
 const Command kEncode("encode", "encode base64|hex TEXT", "the XML form's encoding of a text (as UTF-16)", runEncode);
 const Command kDecode("decode", "decode base64|hex TEXT", "decode the XML form's encoding of a text", runDecode);

@@ -1,0 +1,344 @@
+// Diagnostics as a SARIF 2.1.0 log, written in one streaming pass after a
+// walk that numbers the items and collects the rules.
+#include "qv_services/sarif_form.hpp"
+
+#include <algorithm>
+#include <cctype>
+#include <cstdio>
+#include <string_view>
+#include <unordered_map>
+
+#include "qv_services/errors/json_text.hpp"
+#include "qv_services/renderings.hpp"
+#include "tessel/catalog.hpp"
+#include "tessel/foundation.hpp"
+
+namespace {
+
+using qvsv::detail::JsonWriter;
+using qvsv::detail::Key;
+
+constexpr const char* kOverflowId = "QV_SERVICES:utils:TooManyErrorsErr";
+
+// One result to write: the item, its parent's position in the walk (-1 for a
+// top-level item), its depth below the top level, and its report kind.
+struct Entry {
+  const qvsvDiagnosticItem* item;
+  long parent;
+  int depth;
+  qvsvReportKind kind;
+};
+
+// The results in depth-first order, walked with an explicit stack so that
+// chains of any depth cost no recursion.
+std::vector<Entry> walk(const std::vector<qvsvSarifInput>& inputs) {
+  std::vector<Entry> entries;
+  struct Frame {
+    qvsvDiagnosticImpl::ItemList::const_iterator next, end;
+    long parent;
+    int depth;
+    qvsvReportKind kind;
+  };
+  std::vector<Frame> stack;
+  for (const qvsvSarifInput& input : inputs) {
+    if (input.diagnostic == nullptr) continue;
+    stack.push_back({input.diagnostic->items().cbegin(), input.diagnostic->items().cend(), -1, 0, input.kind});
+    while (!stack.empty()) {
+      Frame& frame = stack.back();
+      if (frame.next == frame.end) {
+        stack.pop_back();
+        continue;
+      }
+      const qvsvDiagnosticItem* item = *frame.next++;
+      const long index = static_cast<long>(entries.size());
+      entries.push_back({item, frame.parent, frame.depth, frame.kind});
+      if (item->cause != nullptr && item->cause->count() > 0) {
+        const Frame child{item->cause->items().cbegin(), item->cause->items().cend(), index, frame.depth + 1,
+                          frame.kind};
+        stack.push_back(child);
+      }
+    }
+  }
+  return entries;
+}
+
+// What the writer needs beyond the entries: each result's GUID-shaped name
+// (version 4, variant 8 digits in place; stable for the same input) and the
+// direct causes of each result, all made once.
+class Links {
+ public:
+  explicit Links(const std::vector<Entry>& entries)
+      : guids_(entries.size() * kGuidLength), first_(entries.size() + 1, 0) {
+    static constexpr char kHex[] = "0123456789abcdef";
+    static constexpr std::string_view kPrefix = "00000000-0000-4000-8000-";
+    for (std::size_t i = 0; i < entries.size(); ++i) {
+      char* guid = &guids_[i * kGuidLength];
+      std::copy(kPrefix.begin(), kPrefix.end(), guid);
+      for (std::size_t k = 0, n = i; k < 12; ++k, n >>= 4) guid[kGuidLength - 1 - k] = kHex[n & 0xF];
+    }
+    // Causes grouped by parent: counts, then offsets, then the lists.
+    for (const Entry& entry : entries) {
+      if (entry.parent >= 0) ++first_[static_cast<std::size_t>(entry.parent) + 1];
+    }
+    for (std::size_t i = 1; i < first_.size(); ++i) first_[i] += first_[i - 1];
+    causes_.resize(first_.back());
+    std::vector<std::size_t> filled(first_.begin(), first_.end() - 1);
+    for (std::size_t i = 0; i < entries.size(); ++i) {
+      if (entries[i].parent >= 0) causes_[filled[static_cast<std::size_t>(entries[i].parent)]++] = i;
+    }
+  }
+
+  void writeGuid(JsonWriter& w, std::size_t index) const {
+    w.String(&guids_[index * kGuidLength], static_cast<rapidjson::SizeType>(kGuidLength));
+  }
+  const std::size_t* causesBegin(std::size_t index) const { return causes_.data() + first_[index]; }
+  const std::size_t* causesEnd(std::size_t index) const { return causes_.data() + first_[index + 1]; }
+
+ private:
+  static constexpr std::size_t kGuidLength = 36;
+  std::vector<char> guids_;
+  std::vector<std::size_t> first_;
+  std::vector<std::size_t> causes_;
+};
+
+// A file name as a URI: an absolute path ("/src/a.qv", "C:\\src\\a.qv")
+// becomes a file: URI, anything else a relative reference. Backslashes
+// become slashes, and bytes outside the unreserved set are percent-encoded
+// (":" too in a relative reference, so that it cannot read as a scheme).
+std::string uriOf(std::u16string_view file) {
+  std::string utf8;
+  if (!qvsv::detail::AppendUtf8(file, utf8)) return {};
+  std::replace(utf8.begin(), utf8.end(), '\\', '/');
+  std::string uri;
+  std::size_t start = 0;
+  if (!utf8.empty() && utf8[0] == '/') {
+    uri = "file://";
+  } else if (utf8.size() >= 3 && std::isalpha(static_cast<unsigned char>(utf8[0])) && utf8[1] == ':' &&
+             utf8[2] == '/') {
+    uri = "file:///";
+    uri += utf8.substr(0, 2);
+    start = 2;
+  }
+  for (std::size_t i = start; i < utf8.size(); ++i) {
+    const auto b = static_cast<unsigned char>(utf8[i]);
+    if (std::isalnum(b) || b == '-' || b == '.' || b == '_' || b == '~' || b == '/') {
+      uri.push_back(static_cast<char>(b));
+    } else {
+      char escape[4];
+      std::snprintf(escape, sizeof escape, "%%%02X", b);
+      uri += escape;
+    }
+  }
+  return uri;
+}
+
+const char* levelOf(qvsvReportKind kind) {
+  switch (kind) {
+    case qvsvReportKind::Error: return "error";
+    case qvsvReportKind::Warning: return "warning";
+    case qvsvReportKind::Information: return "note";
+  }
+  return "warning";
+}
+
+void writeStack(JsonWriter& w, const txArray* stack) {
+  Key(w, R"("stacks")");
+  w.StartArray();
+  w.StartObject();
+  Key(w, R"("frames")");
+  w.StartArray();
+  const txIndex n = txGetNumberOfElements(stack);
+  for (txIndex i = 0; i < n; ++i) {
+    const txArray* file = txGetField(stack, i, "file");
+    const txArray* name = txGetField(stack, i, "name");
+    const txArray* line = txGetField(stack, i, "line");
+    const std::u16string fileText = txIsChar(file) ? txGetString(file) : std::u16string();
+    const std::u16string nameText = txIsChar(name) ? txGetString(name) : std::u16string();
+    const bool hasLine = (txIsNumeric(line) || txIsLogical(line)) && txGetNumberOfElements(line) == 1 &&
+                         txGetScalar(line) >= 1 && txGetScalar(line) <= 2147483647.0;
+    w.StartObject();
+    Key(w, R"("location")");
+    w.StartObject();
+    const std::string uri = uriOf(fileText);
+    if (!uri.empty()) {
+      Key(w, R"("physicalLocation")");
+      w.StartObject();
+      Key(w, R"("artifactLocation")");
+      w.StartObject();
+      Key(w, R"("uri")");
+      w.String(uri.data(), static_cast<rapidjson::SizeType>(uri.size()));
+      w.EndObject();
+      if (hasLine) {
+        Key(w, R"("region")");
+        w.StartObject();
+        Key(w, R"("startLine")");
+        w.Int(static_cast<int>(txGetScalar(line)));
+        w.EndObject();
+      }
+      w.EndObject();
+    }
+    if (!nameText.empty()) {
+      Key(w, R"("logicalLocations")");
+      w.StartArray();
+      w.StartObject();
+      Key(w, R"("name")");
+      qvsv::detail::WriteDisplayText(w, nameText);
+      Key(w, R"("kind")");
+      w.String("function");
+      w.EndObject();
+      w.EndArray();
+    }
+    w.EndObject();
+    w.EndObject();
+  }
+  w.EndArray();
+  w.EndObject();
+  w.EndArray();
+}
+
+void writeResult(JsonWriter& w, const std::vector<Entry>& entries, const Links& links, std::size_t index,
+                 int ruleIndex) {
+  const Entry& entry = entries[index];
+  const qvsvDiagnosticItem& item = *entry.item;
+  const bool overflow = item.identifier == kOverflowId;
+  w.StartObject();
+  Key(w, R"("ruleId")");
+  qvsv::detail::WriteDisplayNarrow(w, item.identifier);
+  Key(w, R"("ruleIndex")");
+  w.Int(ruleIndex);
+  if (overflow) {
+    Key(w, R"("kind")");
+    w.String("informational");
+    Key(w, R"("level")");
+    w.String("none");
+  } else {
+    Key(w, R"("level")");
+    w.String(levelOf(entry.kind));
+  }
+  Key(w, R"("message")");
+  w.StartObject();
+  Key(w, R"("text")");
+  // Hotlinks are anchors; only a message with an anchor pays for removal.
+  const std::size_t open = item.message.find(u'<');
+  const bool hasAnchor = open != std::u16string::npos && item.message.find(u"<a", open) != std::u16string::npos;
+  const std::u16string text = hasAnchor ? qvsv::removeHotLinks(item.message) : std::u16string();
+  const std::u16string_view shown = hasAnchor ? std::u16string_view(text) : std::u16string_view(item.message);
+  if (shown.empty()) {
+    if (item.identifier.empty()) {
+      w.String("(no message)");
+    } else {
+      qvsv::detail::WriteDisplayNarrow(w, item.identifier);
+    }
+  } else {
+    qvsv::detail::WriteDisplayText(w, shown);
+  }
+  w.EndObject();
+  Key(w, R"("guid")");
+  links.writeGuid(w, index);
+  if (txIsStruct(item.callStack) && txGetNumberOfElements(item.callStack) > 0) writeStack(w, item.callStack);
+  Key(w, R"("properties")");
+  w.StartObject();
+  if (overflow) {
+    Key(w, R"("overflow")");
+    w.Bool(true);
+  }
+  if (entry.parent >= 0) {
+    Key(w, R"("causeOf")");
+    links.writeGuid(w, static_cast<std::size_t>(entry.parent));
+    Key(w, R"("causeDepth")");
+    w.Int(entry.depth);
+  }
+  if (links.causesBegin(index) != links.causesEnd(index)) {
+    Key(w, R"("causes")");
+    w.StartArray();
+    for (const std::size_t* cause = links.causesBegin(index); cause != links.causesEnd(index); ++cause) {
+      links.writeGuid(w, *cause);
+    }
+    w.EndArray();
+  }
+  if (item.arguments != nullptr) qvsv::detail::WriteArguments(w, item.arguments);
+  if (!item.metadata.empty()) qvsv::detail::WriteMetadata(w, item.metadata);
+  if (item.handles != nullptr && item.numHandles > 0) {
+    Key(w, R"("handles")");
+    w.StartArray();
+    for (int i = 0; i < item.numHandles; ++i) qvsv::detail::WriteNumber(w, item.handles[i]);
+    w.EndArray();
+  }
+  if (!item.extraMessage.empty()) {
+    Key(w, R"("extraMessage")");
+    qvsv::detail::WriteDisplayText(w, item.extraMessage);
+  }
+  if (item.creationTime != qvsvErrorCreationTimeUnset) {
+    Key(w, R"("creationTime")");
+    w.Uint(item.creationTime);
+  }
+  w.EndObject();
+  w.EndObject();
+}
+
+}  // namespace
+
+std::string qvsvSerializeDiagnosticsAsSARIF(const std::vector<qvsvSarifInput>& inputs) {
+  const std::vector<Entry> entries = walk(inputs);
+  std::vector<const std::string*> rules;
+  std::unordered_map<std::string_view, int> ruleIndex;
+  std::vector<int> entryRule;
+  entryRule.reserve(entries.size());
+  for (const Entry& entry : entries) {
+    const auto [it, added] = ruleIndex.emplace(entry.item->identifier, static_cast<int>(rules.size()));
+    if (added) rules.push_back(&entry.item->identifier);
+    entryRule.push_back(it->second);
+  }
+
+  JsonWriter w;
+  w.StartObject();
+  Key(w, R"("$schema")");
+  w.String("https://json.schemastore.org/sarif-2.1.0.json");
+  Key(w, R"("version")");
+  w.String("2.1.0");
+  Key(w, R"("runs")");
+  w.StartArray();
+  w.StartObject();
+  Key(w, R"("tool")");
+  w.StartObject();
+  Key(w, R"("driver")");
+  w.StartObject();
+  Key(w, R"("name")");
+  w.String("qv_services");
+  Key(w, R"("version")");
+  w.String(QVSV_VERSION_STRING);
+  Key(w, R"("informationUri")");
+  w.String("https://www.quiver.example/qv_services");
+  Key(w, R"("rules")");
+  w.StartArray();
+  const std::string locale = tessel::GetGlobalLocaleName();
+  for (const std::string* id : rules) {
+    w.StartObject();
+    Key(w, R"("id")");
+    qvsv::detail::WriteDisplayNarrow(w, *id);
+    if (const auto pattern = resource_core::FindMessagePattern(*id, locale); pattern && !pattern->empty()) {
+      Key(w, R"("shortDescription")");
+      w.StartObject();
+      Key(w, R"("text")");
+      qvsv::detail::WriteDisplayText(w, *pattern);
+      w.EndObject();
+    }
+    w.EndObject();
+  }
+  w.EndArray();
+  w.EndObject();
+  w.EndObject();
+  Key(w, R"("results")");
+  w.StartArray();
+  const Links links(entries);
+  for (std::size_t i = 0; i < entries.size(); ++i) writeResult(w, entries, links, i, entryRule[i]);
+  w.EndArray();
+  w.EndObject();
+  w.EndArray();
+  w.EndObject();
+  return w.Take();
+}
+
+std::string qvsvSerializeDiagnosticAsSARIF(qvsvDiagnosticImpl* const& diag, qvsvReportKind kind) {
+  return qvsvSerializeDiagnosticsAsSARIF({{diag, kind}});
+}

@@ -1,0 +1,152 @@
+#include <random>
+#include <string>
+
+#include "qv_services/json_form.hpp"
+#include "qv_services/renderings.hpp"
+#include "qv_services/xml_form.hpp"
+#include "tests/errors/diagnostics_fixture.hpp"
+#include "tests/errors/random_diagnostics.hpp"
+#include "tests/support/test_support.hpp"
+
+namespace {
+
+using qvsv::test::DiagnosticsTest;
+
+class JsonForm : public DiagnosticsTest {
+ protected:
+  // Both XML forms and the JSON form of a diagnostic; it stays alive.
+  struct Forms {
+    std::string xmlMessages, xmlArguments, json;
+    bool operator==(const Forms&) const = default;
+  };
+  static Forms formsOf(qvsvDiagnosticImpl* const& diag) {
+    Forms forms;
+    forms.xmlArguments = qvsvSerializeDiagnosticAsXMLStringWithArguments(const_cast<qvsvDiagnosticImpl*&>(diag));
+    forms.json = qvsvSerializeDiagnosticAsJSON(diag);
+    qvsvDiagnosticImpl* copy = qvsvDuplicateDiagnostic(diag);
+    forms.xmlMessages = qvsvSerializeDiagnosticAsXMLString(copy);
+    return forms;
+  }
+
+  // The identifiers and message of a restore error: outer, cause.
+  static std::string errorChain(qvsvDiagnosticImpl* diag) {
+    std::string chain;
+    for (qvsvDiagnosticImpl* d = diag; d != nullptr && d->count() > 0; d = d->lastItem()->cause) {
+      chain += d->lastItem()->identifier + " | ";
+      if (d != diag) chain += std::string(d->lastItem()->message.begin(), d->lastItem()->message.end());
+    }
+    return chain;
+  }
+};
+
+TEST_F(JsonForm, RandomTreesRestoreWithByteIdenticalXmlForms) {
+  std::mt19937 rng(23);
+  qvsvSetMaxDiagnosticsInQueue(0);
+  for (std::size_t round = 0; round < qvsv::test::Scaled(300, 30); ++round) {
+    qvsvDiagnosticImpl* diag = qvsv::test::RandomDiagnostic(rng, 3);
+    const Forms expected = formsOf(diag);
+    qvsvDiagnosticImpl* restored = qvsvRestoreDiagnosticFromJSON(expected.json);
+    ASSERT_EQ(formsOf(restored), expected) << expected.json;
+    qvsvDiscardDiagnostic(restored);
+    qvsvDiscardDiagnostic(diag);
+  }
+}
+
+TEST_F(JsonForm, NullAndEmptyWriteNoItemsAndRestoreToNull) {
+  qvsvDiagnosticImpl* none = nullptr;
+  const std::string written = qvsvSerializeDiagnosticAsJSON(none);
+  EXPECT_EQ(written, R"({"format":"qv_services.diagnostic","version":1,"items":[]})");
+  EXPECT_EQ(qvsvRestoreDiagnosticFromJSON(written), nullptr);
+}
+
+TEST_F(JsonForm, TextsJsonCannotCarryUseTheHexForm) {
+  qvsvDiagnosticImpl* diag = make("A:b", std::u16string(u"x\xDC00y"));
+  const std::string written = qvsvSerializeDiagnosticAsJSON(diag);
+  EXPECT_NE(written.find(R"("message":{"utf16":"0078dc000079"})"), std::string::npos) << written;
+  qvsvDiagnosticImpl* restored = qvsvRestoreDiagnosticFromJSON(written);
+  ASSERT_NE(restored, nullptr);
+  EXPECT_EQ(restored->firstItem()->message, std::u16string(u"x\xDC00y"));
+  qvsvDiscardDiagnostic(restored);
+  qvsvDiscardDiagnostic(diag);
+}
+
+TEST_F(JsonForm, SyntaxErrorNamesLineAndColumn) {
+  qvsvDiagnosticImpl* error = qvsvRestoreDiagnosticFromJSON("{\"format\": \"qv_services.diagnostic\",\n  \"items\": [}");
+  EXPECT_EQ(errorChain(error),
+            "QV_SERVICES:serialization:RestoreFromJSONError | QV_SERVICES:serialization:JSONSyntaxError | "
+            "JSON syntax error at line 2, column 13: Invalid value.");
+  qvsvDiscardDiagnostic(error);
+}
+
+struct MalformedCase {
+  const char* items;  // the value of "items"
+  const char* expected;
+};
+
+class JsonFormMalformed : public JsonForm, public ::testing::WithParamInterface<MalformedCase> {};
+
+TEST_P(JsonFormMalformed, NamesTheMemberAndRestoresNothing) {
+  const std::string text =
+      std::string(R"({"format":"qv_services.diagnostic","version":1,"items":)") + GetParam().items + "}";
+  qvsvDiagnosticImpl* error = qvsvRestoreDiagnosticFromJSON(text);
+  EXPECT_EQ(errorChain(error), std::string("QV_SERVICES:serialization:RestoreFromJSONError | "
+                                           "QV_SERVICES:serialization:JSONFormError | "
+                                           "The JSON text is not the form of a diagnostic: ") +
+                                   GetParam().expected + ".");
+  qvsvDiscardDiagnostic(error);
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    EveryMember, JsonFormMalformed,
+    ::testing::Values(
+        MalformedCase{"{}", "items: expected an array of items"},
+        MalformedCase{"[3]", "items[0]: expected an item object"},
+        MalformedCase{R"([{"message":"m"}])", "items[0]: missing member \"id\""},
+        MalformedCase{R"([{"id":7,"message":"m"}])", "items[0].id: expected a string"},
+        MalformedCase{R"([{"id":"a","message":{"utf16":"12"}}])",
+                      "items[0].message: expected a string or a {\"utf16\": hex} object"},
+        MalformedCase{R"([{"id":"a","message":"m","arguments":[1,{}]}])",
+                      "items[0].arguments[1]: expected a string or a {\"utf16\": hex} object"},
+        MalformedCase{R"([{"id":"a","message":"m","handles":[1,"x"]}])", "items[0].handles[1]: expected a number"},
+        MalformedCase{R"([{"id":"a","message":"m","callStack":[{"file":"f","name":"n"}]}])",
+                      "items[0].callStack[0]: missing member \"line\""},
+        MalformedCase{R"([{"id":"a","message":"m","creationTime":-1}])",
+                      "items[0].creationTime: expected an unsigned 32-bit integer"},
+        MalformedCase{R"([{"id":"a","message":"m","metadata":[{"key":"k","real":1}]}])",
+                      "items[0].metadata[0]: expected one of \"integer\", \"string\", \"wide\""},
+        MalformedCase{R"([{"id":"a","message":"m","causes":[{"id":"b","message":"m","causes":[{"id":5}]}]}])",
+                      "items[0].causes[0].causes[0].id: expected a string"}));
+
+TEST_F(JsonForm, WrongFormatOrVersionIsNotRestored) {
+  for (const char* text : {R"({"format":"other","version":1,"items":[]})",
+                           R"({"format":"qv_services.diagnostic","version":2,"items":[]})", "[]"}) {
+    SCOPED_TRACE(text);
+    qvsvDiagnosticImpl* error = qvsvRestoreDiagnosticFromJSON(text);
+    EXPECT_EQ(errorChain(error).rfind(
+                  "QV_SERVICES:serialization:RestoreFromJSONError | QV_SERVICES:serialization:JSONFormError", 0),
+              0u);
+    qvsvDiscardDiagnostic(error);
+  }
+}
+
+TEST_F(JsonForm, CausesDeeperThanTheReadersLimitAreMalformed) {
+  qvsvDiagnosticImpl* chain = make("Deep:0");
+  for (int depth = 1; depth <= kQvsvMaxRestoredCauseDepth + 1; ++depth) {
+    qvsvDiagnosticImpl* outer = make(("Deep:" + std::to_string(depth)).c_str());
+    qvsvAddCauseToLastDiagnosticItem(outer, chain);
+    chain = outer;
+  }
+  qvsvDiagnosticImpl* error = qvsvRestoreDiagnosticFromJSON(qvsvSerializeDiagnosticAsJSON(chain));
+  EXPECT_NE(errorChain(error).find("causes nested deeper than 100 levels"), std::string::npos) << errorChain(error);
+  qvsvDiscardDiagnostic(error);
+  qvsvDiscardDiagnostic(chain);
+}
+
+TEST_F(JsonForm, HostileNestingIsRejectedWithoutRecursion) {
+  const std::string deep = std::string(200000, '[') + std::string(200000, ']');
+  qvsvDiagnosticImpl* error = qvsvRestoreDiagnosticFromJSON(deep);
+  EXPECT_NE(errorChain(error).find("JSONFormError"), std::string::npos);
+  qvsvDiscardDiagnostic(error);
+}
+
+}  // namespace
