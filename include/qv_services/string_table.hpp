@@ -24,9 +24,14 @@
 // creating or destroying the table must not race with other users.
 //
 // Failures. Running out of memory while interning throws the allocator's
-// exception (a std::bad_alloc) and leaves the table as it was; positions past
-// the end of a text throw std::out_of_range("invalid string position").
-// Nothing else here reports errors.
+// exception (a std::bad_alloc) and leaves the table consistent: every text
+// still has at most one entry, and no entry that a string holds is freed.
+// When the map fails to grow after the new entry went in, another thread may
+// already have found and taken that entry, so the entry stays in the table for
+// as long as someone holds it (a persistent one for good); only the failed
+// call's own reference is given back. Positions past the end of a text throw
+// std::out_of_range("invalid string position"). Nothing else here reports
+// errors.
 #pragma once
 
 #include <atomic>

@@ -183,6 +183,18 @@ struct qvsvStringTable::State {
   EntryList pending;  // guarded by pendingMutex
   std::atomic<std::uint32_t> releasesSinceCollection{0};
 
+  // Drops one reference; the last one takes the entry's item out of the map
+  // (if it is still this entry's: the text may map to a fresh entry already)
+  // and frees the entry. The caller holds no accessor on the text.
+  void dropReference(Entry* e) {
+    if (!e->decrementReferenceCount()) return;
+    {
+      Map::accessor item;
+      if (map.find(item, e->view()) && item->second == e) map.erase(item);
+    }
+    Entry::destroyInstance(e);
+  }
+
   // The non-empty entries, in map order. Takes no lock: callers make sure no
   // other thread changes the map meanwhile.
   std::vector<const Entry*> snapshot(const qvsvStringTableEntry* empty) const {
@@ -281,9 +293,18 @@ qvsvStringTableEntry* qvsvStringTable::getStringInternal(const char16_t* chars, 
     try {
       inserted = map.insert(item, fresh->view());
     } catch (...) {
-      // Growing the map can fail after the item went in; take it out again.
-      if (!item.empty()) map.erase(item);
-      Entry::destroyInstance(fresh);
+      if (item.empty()) {
+        // The map failed before the entry went in: nobody else can know it.
+        Entry::destroyInstance(fresh);
+        throw;
+      }
+      // Growing the map failed after the entry went in. Its bucket was
+      // unlocked meanwhile, so another thread may hold it already: it stays
+      // in the map, and only this caller's reference goes (the last one
+      // frees it as any release does).
+      item->second = fresh;
+      item.release();
+      state_->dropReference(fresh);
       throw;
     }
     if (inserted) {
@@ -295,10 +316,11 @@ qvsvStringTableEntry* qvsvStringTable::getStringInternal(const char16_t* chars, 
         state_->pending.push_back(fresh);
       } catch (...) {
         // Without a place in the list the table cannot hold its reference:
-        // give both back, as if the entry had never been made.
+        // give back both, the table's and this caller's. Another thread may
+        // hold the entry already, as above.
         item.release();
         fresh->decrementReferenceCount();
-        releaseStringInternal(fresh);
+        state_->dropReference(fresh);
         throw;
       }
       return fresh;
@@ -316,15 +338,7 @@ qvsvStringTableEntry* qvsvStringTable::getStringInternal(const char16_t* chars, 
 }
 
 void qvsvStringTable::releaseStringInternal(qvsvStringTableEntry* entry) {
-  Entry* e = asImpl(entry);
-  if (e->decrementReferenceCount()) {
-    {
-      Map::accessor item;
-      // Only our own item goes: the text may already map to a fresh entry.
-      if (state_->map.find(item, e->view()) && item->second == e) state_->map.erase(item);
-    }
-    Entry::destroyInstance(e);
-  }
+  state_->dropReference(asImpl(entry));
   if (noLeakModeCounter().load(std::memory_order_relaxed) == 0) {
     std::uint32_t& uncounted = releasesNotYetCounted();
     if (++uncounted < kReleaseBatch) return;
