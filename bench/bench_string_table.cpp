@@ -159,6 +159,27 @@ void BM_CopyAndDropSharedPtr(benchmark::State& state) {
 BENCHMARK(BM_CopyAndDropQvsvString);
 BENCHMARK(BM_CopyAndDropSharedPtr);
 
+// The same with a text of each thread's own, so that the threads share
+// nothing but the table's count of releases, which every drop adds to.
+void BM_CopyAndDropOwnText(benchmark::State& state) {
+  const qvsvString source(numbered(u'o', static_cast<std::size_t>(state.thread_index()), 8));
+  for (auto _ : state) {
+    const qvsvString copy = source;
+    benchmark::DoNotOptimize(copy.c_str());
+  }
+}
+
+void BM_CopyAndDropOwnSharedPtr(benchmark::State& state) {
+  const auto source = std::make_shared<std::u16string>(u"copied text");
+  for (auto _ : state) {
+    const auto copy = source;
+    benchmark::DoNotOptimize(copy.get());
+  }
+}
+
+BENCHMARK(BM_CopyAndDropOwnText)->Threads(1)->Threads(2)->UseRealTime();
+BENCHMARK(BM_CopyAndDropOwnSharedPtr)->Threads(1)->Threads(2)->UseRealTime();
+
 // Equality and hashing of two separately built strings of one text.
 void BM_EqualsQvsvString(benchmark::State& state) {
   const std::u16string text = numbered(u'e', 0, static_cast<std::size_t>(state.range(0)));
@@ -269,6 +290,11 @@ const qvsv::bench::Ratio kInternTwoThreads("BM_InternPresent/real_time/threads:2
                                            "BM_BaselineInternPresent/real_time/threads:2");
 const qvsv::bench::Ratio kCopy("BM_CopyQvsvString/manual_time", "BM_CopySharedPtr/manual_time");
 const qvsv::bench::Ratio kCopyAndDrop("BM_CopyAndDropQvsvString", "BM_CopyAndDropSharedPtr");
+// Time per drop with two threads over one; 1.0 would be perfect scaling.
+const qvsv::bench::Ratio kDropScaling("BM_CopyAndDropOwnText/real_time/threads:2",
+                                      "BM_CopyAndDropOwnText/real_time/threads:1");
+const qvsv::bench::Ratio kDropTwoThreads("BM_CopyAndDropOwnText/real_time/threads:2",
+                                         "BM_CopyAndDropOwnSharedPtr/real_time/threads:2");
 const qvsv::bench::Ratio kEqualsLength("BM_EqualsQvsvString/8000", "BM_EqualsQvsvString/8", 1.5);
 const qvsv::bench::Ratio kHashLength("BM_HashQvsvString/8000", "BM_HashQvsvString/8", 1.5);
 const qvsv::bench::Ratio kEqualsShort("BM_EqualsQvsvString/8", "BM_EqualsU16String/8");

@@ -26,7 +26,14 @@ QVSV_API std::u16string qvsvSerializeToFormattedUStringCreate(qvsvDiagnosticImpl
                                                               const std::u16string& prefix);
 // The same, each message wrapped at width characters (width < 1: no wrapping):
 // lines break at a blank, before a tab or "/", or in the middle of a word
-// that fills the line.
+// that fills the line. After a break at a blank or in a word, the blanks,
+// tabs and newlines that follow stay on the broken line and the new line
+// starts at the next other character, so a newline that the message already
+// has where the line is full is kept, not cut again ("abcde\nfghij" at width
+// 5 gives "abcde\n\nfghij"). A tab or "/" where the search for a break stops
+// begins the new line itself (it is not passed over as whitespace), and one
+// at the very start of a line is not a break point: breaking before it again
+// would never end.
 QVSV_API std::u16string qvsvSerializeToFormattedUStringWrapped(qvsvDiagnosticImpl* diag, bool stripHotlinks,
                                                                const std::u16string& prefix, int width);
 // The same as UTF-8 in a block from utMallocWithCheck (free it with utFree);

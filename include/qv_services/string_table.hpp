@@ -16,7 +16,8 @@
 // released or moved-from string is the empty string.
 //
 // Lifetime. A new entry is freed when its last qvsvString goes, but not before
-// the table's next garbage collection (about every ten million releases, or
+// the table's next garbage collection (on the ten-millionth release since the
+// last one, counting every release on every thread, or on
 // qvsvStringTableCollectGarbageNow()): a text that is dropped and built again
 // soon is not allocated twice. Persistent entries (qvsvString::persistent)
 // live as long as the table. The table is created on first use and lives until
@@ -24,9 +25,14 @@
 // creating or destroying the table must not race with other users.
 //
 // Failures. Running out of memory while interning throws the allocator's
-// exception (a std::bad_alloc) and leaves the table as it was; positions past
-// the end of a text throw std::out_of_range("invalid string position").
-// Nothing else here reports errors.
+// exception (a std::bad_alloc) and leaves the table consistent: every text
+// still has at most one entry, and no entry that a string holds is freed.
+// When the map fails to grow after the new entry went in, another thread may
+// already have found and taken that entry, so the entry stays in the table for
+// as long as someone holds it (a persistent one for good); only the failed
+// call's own reference is given back. Positions past the end of a text throw
+// std::out_of_range("invalid string position"). Nothing else here reports
+// errors.
 #pragma once
 
 #include <atomic>
@@ -87,9 +93,15 @@ class QVSV_API qvsvStringTable {
   // table does not exist (it is not created for this).
   static void forceGarbageCollectionNow();
 
-  // Interns the first `length` code units of chars (up to a NUL among them)
-  // and returns its entry holding one reference for the caller, who gives it
-  // back with releaseString. Null or empty text gives getEmptyString().
+  // Interns chars and returns its entry holding one reference for the
+  // caller, who gives it back with releaseString. chars must end with a NUL:
+  // the text is found by what lies before it, and `length` plays no part in
+  // finding or comparing it. Only a text that is absent is shaped by length:
+  // it is interned as its first min(length, text length) code units. So a
+  // length that stops short of the NUL gives the whole text's entry when that
+  // is present, and the entry of the shorter text otherwise; a length past
+  // the NUL never puts a NUL into an entry. Null or empty text gives
+  // getEmptyString().
   [[nodiscard]] qvsvStringTableEntry* getString(const char16_t* chars, std::uint32_t length, bool persistent);
   // Gives back the caller's reference (nothing for a persistent entry) and
   // sets e to the empty-string entry. A null e is set to it as well.
@@ -261,8 +273,10 @@ QVSV_API void printStats();
 QVSV_API void destroyTable();
 
 // No-leak mode: while it is on, every release also collects garbage, so an
-// entry is freed as soon as its last qvsvString goes. The mode nests; an exit
-// without a matching enter is ignored.
+// entry is freed as soon as its last qvsvString goes. One signed counter
+// holds enters minus exits and the mode is on while it is not 0, so the mode
+// nests, and an exit without a matching enter is not ignored: it turns the
+// mode on until an enter balances it.
 QVSV_API void enterTableNoLeakMode();
 QVSV_API void exitTableNoLeakMode();
 

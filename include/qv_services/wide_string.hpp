@@ -101,14 +101,18 @@ QVSV_API std::u16string qvsvRemoveExtraSpacesUString(const std::u16string& s);
 QVSV_API void qvsvStrAppendEllipsis(std::u16string& s, unsigned maxLength);
 
 // --- Formatted text through ICU's ustdio: narrow format strings in ICU's
-// printf syntax ("%S" for a wide string argument), wide buffers. The results
-// are ICU's: the code units of the whole result (not counting the NUL, also
-// when size cut it short), or the number of items read. A null format, a null
-// buffer with a positive size or a negative size gives -1. Unlike ICU's own
-// function, qvsvSnprintf terminates a result that it cuts short (in the last
-// unit of the buffer), as snprintf does. qvsvSprintf and qvsvVSprintf do not
-// know the buffer's size: prefer the n forms. A null text to scan counts as
-// empty.
+// printf syntax ("%S" for a wide string argument), wide buffers.
+// qvsvSnprintf and qvsvVSnprintf are u_vsnprintf exactly: the buffer holds
+// what ICU writes and the result is ICU's, for every size. Unlike C's
+// snprintf, ICU leaves a result that size cuts short without a terminator, a
+// negative size means no limit, and the count it returns for a cut result is
+// its own (not always the whole result's length); call with a buffer that
+// holds the result and its NUL when that matters. The other results are
+// ICU's too: code units written without the NUL, or the number of items read.
+// A null format, and a null buffer with a size other than 0 (which ICU would
+// write through), give -1 and write nothing. qvsvSprintf and qvsvVSprintf do
+// not know the buffer's size: prefer the n forms. A null text to scan counts
+// as empty.
 QVSV_API int qvsvSnprintf(char16_t* buf, int size, const char* format, ...);
 QVSV_API int qvsvSprintf(char16_t* buf, const char* format, ...);
 QVSV_API int qvsvSscanf(const char16_t* s, const char* format, ...);

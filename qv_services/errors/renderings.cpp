@@ -42,6 +42,8 @@ void flatten(std::vector<const qvsvDiagnosticItem*>& flat, const qvsvDiagnosticI
 
 bool isBlank(char16_t c) { return c == u' '; }
 
+bool isLineSpace(char16_t c) { return c == u' ' || c == u'\t' || c == u'\n'; }
+
 // Breaks the segment of out that begins at start into lines of width.
 void wrap(std::u16string& out, std::size_t start, std::size_t width) {
   if (width < 1 || out.size() <= width) return;
@@ -49,17 +51,20 @@ void wrap(std::u16string& out, std::size_t start, std::size_t width) {
   std::size_t candidate = lineStart + width;
   while (candidate < out.size()) {
     std::size_t breakAt = candidate;
-    bool atBlank = isBlank(out[candidate]);
-    if (!atBlank) {
+    // A tab or "/" where the walk stops begins the new line; every other
+    // break passes over the whitespace that follows it first.
+    bool startsNewLine = false;
+    if (!isBlank(out[candidate])) {
       for (std::size_t cur = candidate;; --cur) {
-        // A tab or "/" at the line start itself would break nothing.
+        // A tab or "/" at the line start itself would break before it again
+        // and again.
         if (cur > lineStart && (out[cur] == u'\t' || out[cur] == u'/')) {
           breakAt = cur;
+          startsNewLine = true;
           break;
         }
         if (cur > lineStart && isBlank(out[cur - 1])) {
           breakAt = cur - 1;
-          atBlank = true;
           break;
         }
         if (cur == lineStart) {
@@ -69,10 +74,10 @@ void wrap(std::u16string& out, std::size_t start, std::size_t width) {
       }
     }
     std::size_t at = breakAt;
-    // After a blank the whitespace stays on the broken line; a tab or "/"
-    // where the walk stopped begins the new one.
-    if (atBlank) {
-      while (at < out.size() && (out[at] == u' ' || out[at] == u'\t' || out[at] == u'\n')) ++at;
+    // The whitespace stays at the end of the broken line; so does a newline
+    // that the text already has where the line is full.
+    if (!startsNewLine) {
+      while (at < out.size() && isLineSpace(out[at])) ++at;
     }
     if (at >= out.size()) return;
     out.insert(at, 1, u'\n');

@@ -87,22 +87,14 @@ using Map = tbb::concurrent_hash_map<std::u16string_view, Entry*, TextHashCompar
                                      HostAllocator<std::pair<const std::u16string_view, Entry*>>>;
 using EntryList = std::vector<Entry*, HostAllocator<Entry*>>;
 
+// Every release is counted; the ten-millionth since the last collection runs
+// the next one.
 constexpr std::uint32_t kReleasesPerCollection = 10'000'000;
-// Releases are counted per thread and handed to the table's counter in
-// batches: one counter written by every release would make threads that
-// release at the same time take turns on its cache line. The collection thus
-// comes within one batch per thread of the ten-millionth release.
-constexpr std::uint32_t kReleaseBatch = 1024;
-
-std::uint32_t& releasesNotYetCounted() {
-  // initial-exec: a release should not pay for a call to find its counter.
-  thread_local std::uint32_t count __attribute__((tls_model("initial-exec"))) = 0;
-  return count;
-}
 
 constexpr double kPersistentInStats = 999999;
 
-// While non-zero, every release collects garbage.
+// Enters minus exits: while non-zero (negative after an unmatched exit too),
+// every release collects garbage.
 std::atomic<int>& noLeakModeCounter() {
   static std::atomic<int> counter{0};
   return counter;
@@ -116,6 +108,15 @@ tbb::spin_mutex& narrowConversionLock() {
 }
 
 Entry* asImpl(qvsvStringTableEntry* e) { return static_cast<Entry*>(e); }
+
+// The entry of a present text with a reference taken for the caller; null when
+// the text is absent or its entry is dying. Only the bucket's lock is taken,
+// shared: interning a present text is the common case and the item lock would
+// double its atomic operations.
+Entry* referencePresent(const Map& map, std::u16string_view text, bool persistent) {
+  const ReferenceProbe probe{text, qvsv::strings::detail::textHash(text), persistent};
+  return map.count(probe) != 0 && probe.acquired ? probe.entry : nullptr;
+}
 
 void printHeader(const void* table, std::size_t entries) {
   utPrintf("qvsvStringTable instance 0x%" PRIxPTR ", (%d entries)\n", reinterpret_cast<std::uintptr_t>(table),
@@ -181,7 +182,21 @@ struct qvsvStringTable::State {
   // the next collection so that a text built again soon is still there.
   std::mutex pendingMutex;
   EntryList pending;  // guarded by pendingMutex
-  std::atomic<std::uint32_t> releasesSinceCollection{0};
+  // Every release on every thread adds to it: a line of its own, so that
+  // the map's buckets and counters beside it are not pulled along.
+  alignas(64) std::atomic<std::uint32_t> releasesSinceCollection{0};
+
+  // Drops one reference; the last one takes the entry's item out of the map
+  // (if it is still this entry's: the text may map to a fresh entry already)
+  // and frees the entry. The caller holds no accessor on the text.
+  void dropReference(Entry* e) {
+    if (!e->decrementReferenceCount()) return;
+    {
+      Map::accessor item;
+      if (map.find(item, e->view()) && item->second == e) map.erase(item);
+    }
+    Entry::destroyInstance(e);
+  }
 
   // The non-empty entries, in map order. Takes no lock: callers make sure no
   // other thread changes the map meanwhile.
@@ -237,9 +252,14 @@ void qvsvStringTable::forceGarbageCollectionNow() {
 void qvsvStringTableCollectGarbageNow() { qvsvStringTable::forceGarbageCollectionNow(); }
 
 qvsvStringTableEntry* qvsvStringTable::getString(const char16_t* chars, std::uint32_t length, bool persistent) {
-  // Callers may give more than the text's length: read no further than its NUL.
-  const std::size_t measured = chars == nullptr ? 0 : std::u16string_view(chars, length).find(u'\0');
-  return getStringInternal(chars, std::min<std::size_t>(measured, length), persistent);
+  if (chars == nullptr) return getStringInternal(nullptr, 0, persistent);
+  // The text is found by what lies up to its NUL, whatever the length says;
+  // a shorter length only shapes a new entry.
+  const std::size_t whole = std::char_traits<char16_t>::length(chars);
+  if (whole > length && whole != 0) {
+    if (Entry* present = referencePresent(state_->map, std::u16string_view(chars, whole), persistent)) return present;
+  }
+  return getStringInternal(chars, std::min<std::size_t>(whole, length), persistent);
 }
 
 void qvsvStringTable::releaseString(qvsvStringTableEntry*& e) {
@@ -251,23 +271,15 @@ qvsvStringTableEntry* qvsvStringTable::getEmptyString() const { return empty_; }
 
 qvsvStringTableEntry* qvsvStringTable::getStringInternal(const char16_t* chars, std::size_t length, bool persistent) {
   Map& map = state_->map;
-  // A present text takes only the bucket's lock, shared: interning a present
-  // text is the common case and the item lock would double its atomic
-  // operations. Absent and dying entries take the exclusive path below.
-  const auto referencePresent = [&](std::u16string_view text) -> Entry* {
-    const ReferenceProbe probe{text, qvsv::strings::detail::textHash(text), persistent};
-    return map.count(probe) != 0 && probe.acquired ? probe.entry : nullptr;
-  };
-
   std::u16string_view text(chars, chars == nullptr ? 0 : length);
   if (text.empty() && empty_ != nullptr) return empty_;
-  if (Entry* present = referencePresent(text)) return present;
+  if (Entry* present = referencePresent(map, text, persistent)) return present;
   // The text ends at a NUL. No key holds one, so the lookup above missed
   // such a text whatever came before it; look again for what did.
   if (const std::size_t nul = text.find(u'\0'); nul != std::u16string_view::npos) {
     text = text.substr(0, nul);
     if (text.empty() && empty_ != nullptr) return empty_;
-    if (Entry* present = referencePresent(text)) return present;
+    if (Entry* present = referencePresent(map, text, persistent)) return present;
   }
   if (text.size() > std::numeric_limits<std::uint32_t>::max()) {
     throw std::length_error("qvsvString: a text of " + std::to_string(text.size()) +
@@ -281,9 +293,18 @@ qvsvStringTableEntry* qvsvStringTable::getStringInternal(const char16_t* chars, 
     try {
       inserted = map.insert(item, fresh->view());
     } catch (...) {
-      // Growing the map can fail after the item went in; take it out again.
-      if (!item.empty()) map.erase(item);
-      Entry::destroyInstance(fresh);
+      if (item.empty()) {
+        // The map failed before the entry went in: nobody else can know it.
+        Entry::destroyInstance(fresh);
+        throw;
+      }
+      // Growing the map failed after the entry went in. Its bucket was
+      // unlocked meanwhile, so another thread may hold it already: it stays
+      // in the map, and only this caller's reference goes (the last one
+      // frees it as any release does).
+      item->second = fresh;
+      item.release();
+      state_->dropReference(fresh);
       throw;
     }
     if (inserted) {
@@ -295,10 +316,11 @@ qvsvStringTableEntry* qvsvStringTable::getStringInternal(const char16_t* chars, 
         state_->pending.push_back(fresh);
       } catch (...) {
         // Without a place in the list the table cannot hold its reference:
-        // give both back, as if the entry had never been made.
+        // give back both, the table's and this caller's. Another thread may
+        // hold the entry already, as above.
         item.release();
         fresh->decrementReferenceCount();
-        releaseStringInternal(fresh);
+        state_->dropReference(fresh);
         throw;
       }
       return fresh;
@@ -316,23 +338,10 @@ qvsvStringTableEntry* qvsvStringTable::getStringInternal(const char16_t* chars, 
 }
 
 void qvsvStringTable::releaseStringInternal(qvsvStringTableEntry* entry) {
-  Entry* e = asImpl(entry);
-  if (e->decrementReferenceCount()) {
-    {
-      Map::accessor item;
-      // Only our own item goes: the text may already map to a fresh entry.
-      if (state_->map.find(item, e->view()) && item->second == e) state_->map.erase(item);
-    }
-    Entry::destroyInstance(e);
-  }
-  if (noLeakModeCounter().load(std::memory_order_relaxed) == 0) {
-    std::uint32_t& uncounted = releasesNotYetCounted();
-    if (++uncounted < kReleaseBatch) return;
-    uncounted = 0;
-    if (state_->releasesSinceCollection.fetch_add(kReleaseBatch, std::memory_order_relaxed) + kReleaseBatch <
-        kReleasesPerCollection) {
-      return;
-    }
+  state_->dropReference(asImpl(entry));
+  if (noLeakModeCounter().load(std::memory_order_relaxed) == 0 &&
+      state_->releasesSinceCollection.fetch_add(1, std::memory_order_relaxed) + 1 < kReleasesPerCollection) {
+    return;
   }
   state_->releasesSinceCollection.store(0, std::memory_order_relaxed);
   doCollectGarbage(false);
@@ -421,12 +430,6 @@ void destroyTable() { qvsvStringTable::destroyInstance(); }
 
 void enterTableNoLeakMode() { noLeakModeCounter().fetch_add(1, std::memory_order_relaxed); }
 
-void exitTableNoLeakMode() {
-  std::atomic<int>& counter = noLeakModeCounter();
-  int current = counter.load(std::memory_order_relaxed);
-  // An unmatched exit must not turn the mode on by going negative.
-  while (current > 0 && !counter.compare_exchange_weak(current, current - 1, std::memory_order_relaxed)) {
-  }
-}
+void exitTableNoLeakMode() { noLeakModeCounter().fetch_sub(1, std::memory_order_relaxed); }
 
 }  // namespace qvsvStringTableDebug

@@ -7,12 +7,10 @@
 using qvsv::strings::detail::OrEmpty;
 
 int qvsvVSnprintf(char16_t* buf, int size, const char* format, va_list args) {
-  if (format == nullptr || size < 0 || (buf == nullptr && size > 0)) return -1;
-  const int written = u_vsnprintf(buf, size, format, args);
-  // ICU leaves a truncated result unterminated; terminate it as snprintf does,
-  // so that no caller reads past the buffer.
-  if (size > 0 && written >= size) buf[size - 1] = u'\0';
-  return written;
+  // ICU reads a null format and writes through a null buffer of any size but
+  // 0 (a negative size means no limit to it): refuse those, forward the rest.
+  if (format == nullptr || (buf == nullptr && size != 0)) return -1;
+  return u_vsnprintf(buf, size, format, args);
 }
 
 int qvsvVSprintf(char16_t* buf, const char* format, va_list args) {

@@ -100,7 +100,14 @@ INSTANTIATE_TEST_SUITE_P(
                       WrapCase{"tab_starts_line", u"abc\tdefghij", 6, u"abc\n\tdefgh\nij"},
                       WrapCase{"hard_break", u"abcdefghij", 4, u"abcd\nefgh\nij"},
                       WrapCase{"slash_at_line_start", u"/abcdefgh", 4, u"/abc\ndefg\nh"},
-                      WrapCase{"trailing_blanks", u"abcd    ", 4, u"abcd    "}),
+                      WrapCase{"trailing_blanks", u"abcd    ", 4, u"abcd    "},
+                      // An existing newline where the line is full is passed
+                      // over like a blank, so the break goes after it.
+                      WrapCase{"newline_at_hard_break", u"abcde\nfghij", 5, u"abcde\n\nfghij"},
+                      WrapCase{"newline_then_long_word", u"abcde\nfghijklm", 5, u"abcde\n\nfghij\nklm"},
+                      WrapCase{"newline_then_blanks", u"abcde\n  fgh", 5, u"abcde\n  \nfgh"},
+                      WrapCase{"blank_then_newline", u"abcd \nefgh", 5, u"abcd \n\nefgh"},
+                      WrapCase{"tab_at_width_starts_line", u"abcde\tfgh", 5, u"abcde\n\tfgh"}),
     [](const auto& info) { return std::string(info.param.name); });
 
 TEST_F(Renderings, HtmlStopsAtAWrapperItem) {

@@ -7,6 +7,7 @@
 #include <atomic>
 #include <latch>
 #include <map>
+#include <new>
 #include <memory>
 #include <random>
 #include <string>
@@ -14,6 +15,7 @@
 #include <vector>
 
 #include "qv_services/string_table.hpp"
+#include "tessel/ut.hpp"
 #include "tests/support/test_support.hpp"
 
 namespace {
@@ -199,6 +201,63 @@ TEST_F(StringTableConcurrency, PersistentMarkSurvivesRacingDecrements) {
     ASSERT_EQ(table().getRefCount(base), kPersistent) << "round " << round;
     ++persistentTexts_;
   }
+}
+
+// An allocation fails at every point of interning in turn; just before it
+// fails, another thread interns the same text. Once the new entry is in the
+// map (while the map grows, or the pending list does) that thread finds it
+// and keeps it, so the failed insertion must leave it there, alive, with that
+// thread's reference alone.
+TEST_F(StringTableConcurrency, FailedInsertionKeepsAnEntryThatAnotherThreadFound) {
+  std::vector<std::u16string> wanted;
+  // Enough texts for the map to outgrow its first block of buckets.
+  for (int i = 0; i < 1200; ++i) wanted.push_back(textOf("grow", static_cast<std::size_t>(i)));
+  const std::thread::id mainThread = std::this_thread::get_id();
+  std::size_t failAt = 0;
+  for (bool failed = true; failed; ++failAt) {
+    failed = false;
+    {
+      std::vector<qvsvString> live;
+      std::vector<qvsvString> found;  // the other thread's strings
+      std::size_t current = 0;        // the text being interned
+      std::size_t requests = 0;       // the main thread's allocations
+      std::size_t ofThisText = 0;     // ... while interning the current text
+      try {
+        tessel::ScopedAllocationFailure failure([&](std::size_t sz) {
+          if (std::this_thread::get_id() != mainThread) return false;
+          const std::size_t index = ofThisText++;
+          if (requests++ != failAt) return false;
+          // Requests 0 and 1 make the entry and the map's node; the later
+          // ones come once the entry is in the map. (The node is made under
+          // the bucket's lock, which the other thread would wait for, and
+          // growing the map from that thread would spoil the growth that
+          // this sweep is after: the map never shrinks.)
+          if (index >= 2) std::thread([&] { found.emplace_back(wanted[current]); }).join();
+          if (index >= 2) fprintf(stderr, "idx %zu size %zu cur %zu found %zu\n", index, sz, current, found.size());
+          return true;
+        });
+        for (current = 0; current < wanted.size(); ++current) {
+          ofThisText = 0;
+          live.emplace_back(wanted[current]);
+        }
+      } catch (const std::bad_alloc&) {
+        failed = true;
+      }
+      for (const qvsvString& s : found) {
+        ASSERT_EQ(table().getRefCount(s), 1u) << "failure at allocation " << failAt;
+        const qvsvString again(s.str());
+        ASSERT_EQ(again.c_str(), s.c_str()) << "failure at allocation " << failAt;
+      }
+      for (const qvsvString& s : live) {
+        const qvsvString again(s.str());
+        ASSERT_EQ(again.c_str(), s.c_str()) << "failure at allocation " << failAt;
+      }
+      ASSERT_EQ(table().getNumStrings(), live.size() + found.size()) << "failure at allocation " << failAt;
+    }
+    qvsvStringTableCollectGarbageNow();
+    ASSERT_EQ(table().getNumStrings(), 0u) << "failure at allocation " << failAt;
+  }
+  EXPECT_GT(failAt, 600u);  // entries, nodes, the map's growth and the list's all failed once
 }
 
 TEST_F(StringTableConcurrency, NarrowFormIsMadeOncePerEntry) {

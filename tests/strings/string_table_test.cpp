@@ -7,6 +7,7 @@
 #include <random>
 #include <stdexcept>
 #include <string>
+#include <thread>
 #include <unordered_set>
 #include <vector>
 
@@ -96,17 +97,17 @@ TEST_F(StringTable, NewEntryWaitsForCollectionAndRefCountLeavesTheTableOut) {
   EXPECT_EQ(table().getNumStrings(), 1u);
 }
 
-TEST_F(StringTable, CollectsOnItsOwnAfterTenMillionReleases) {
-  { const qvsvString dropped(u"dropped"); }
+// Every release counts, on whatever thread: the last ones here come from
+// threads that release only once each.
+TEST_F(StringTable, CollectsOnItsOwnAtTheTenMillionthRelease) {
+  { const qvsvString dropped(u"dropped"); }  // release 1
   const qvsvString kept(u"kept");
-  const auto release = [&](std::size_t times) {
-    for (std::size_t i = 0; i < times; ++i) qvsvString copy = kept;
-  };
-  // Releases are counted in batches of 1024 per thread, so the collection
-  // comes within a batch of the ten-millionth release.
-  release(9'990'000);
-  EXPECT_EQ(table().getNumStrings(), 2u);
-  release(11'000);
+  for (std::size_t i = 1; i < 9'999'996; ++i) qvsvString copy = kept;
+  const auto releaseOnAnotherThread = [&] { std::thread([&] { qvsvString copy = kept; }).join(); };
+  for (int i = 0; i < 4; ++i) {
+    ASSERT_EQ(table().getNumStrings(), 2u) << "collected before release " << 9'999'996 + i;
+    releaseOnAnotherThread();
+  }
   EXPECT_EQ(table().getNumStrings(), 1u);
   EXPECT_EQ(refCount(kept), 1u);
 }
@@ -131,9 +132,12 @@ TEST_F(StringTable, NoLeakModeFreesNewStringsAtOnceAndNests) {
     EXPECT_THAT(stats(), ElementsAre(StatsRow{u"kept", 1}));
   }
   EXPECT_TRUE(survivesDrop(u"after"));
-  // An exit without an enter must not switch the mode on.
+  // The mode counts enters minus exits: an exit without an enter turns it on
+  // until an enter balances it.
   qvsvStringTableDebug::exitTableNoLeakMode();
-  EXPECT_TRUE(survivesDrop(u"unbalanced"));
+  EXPECT_FALSE(survivesDrop(u"unbalanced"));
+  qvsvStringTableDebug::enterTableNoLeakMode();
+  EXPECT_TRUE(survivesDrop(u"balanced"));
 }
 
 TEST_F(StringTable, PersistentEntryIsImmortalAndReportedAs999999) {
@@ -284,6 +288,19 @@ TEST_F(StringTable, TextEndsAtItsFirstNul) {
     EXPECT_EQ(e->getLength(), 3u);
     table().releaseString(e);
   }
+}
+
+// getString finds a text by what lies up to its NUL; the length given only
+// shapes an entry that it has to make.
+TEST_F(StringTable, GetStringFindsTheWholeTextWhateverTheLength) {
+  const qvsvString whole(u"abcdef");
+  for (const std::uint32_t length : {0u, 3u, 6u, 100u}) {
+    qvsvStringTableEntry* e = table().getString(u"abcdef", length, false);
+    EXPECT_EQ(e->c_str(), whole.c_str()) << "length " << length;
+    table().releaseString(e);
+  }
+  EXPECT_EQ(refCount(whole), 1u);
+  EXPECT_EQ(table().getNumStrings(), 1u);
 }
 
 TEST_F(StringTable, EqualityAndHashFollowTheEntry) {

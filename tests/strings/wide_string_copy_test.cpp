@@ -72,23 +72,6 @@ TEST(CharacterClasses, FollowUnicodePropertiesNotTheCLocale) {
   }
 }
 
-TEST(Format, WritesIcuSyntaxAndTerminatesATruncatedResult) {
-  char16_t buf[32];
-  EXPECT_EQ(qvsvSnprintf(buf, 32, "%d-%S|%.2f", 5, u"wide\u00E9", 3.14159), 12);
-  EXPECT_EQ(std::u16string(buf), u"5-wide\u00E9|3.14");
-  EXPECT_EQ(qvsvSprintf(buf, "%s", "narrow"), 6);
-  EXPECT_EQ(std::u16string(buf), u"narrow");
-  std::fill(std::begin(buf), std::end(buf), u'#');
-  EXPECT_EQ(qvsvSnprintf(buf, 4, "%d", 123456), 6) << "the length of the whole result";
-  EXPECT_EQ(std::u16string(buf), u"123");
-  EXPECT_EQ(buf[4], u'#') << "nothing written past size";
-  EXPECT_EQ(qvsvSnprintf(nullptr, 0, "%d", 123456), 6);
-  EXPECT_EQ(qvsvSnprintf(buf, 4, nullptr), -1);
-  EXPECT_EQ(qvsvSnprintf(buf, -1, "x"), -1);
-  EXPECT_EQ(qvsvSnprintf(nullptr, 4, "x"), -1);
-  EXPECT_EQ(qvsvSprintf(nullptr, "x"), -1);
-}
-
 TEST(Format, ScansWideText) {
   int a = 0;
   int b = 0;

@@ -1,0 +1,126 @@
+// qvsvSnprintf and qvsvVSnprintf against ICU's u_vsnprintf called directly:
+// the buffer and the result must be ICU's for every size, including sizes
+// that cut the result (inside a surrogate pair too) and negative ones.
+#include <unicode/ustdio.h>
+
+#include <gtest/gtest.h>
+
+#include <array>
+#include <cstdarg>
+#include <string>
+#include <vector>
+
+#include "qv_services/wide_string.hpp"
+
+namespace {
+
+enum class Via { Icu, Qvsv, QvsvV };
+
+struct Outcome {
+  int result = 0;
+  std::array<char16_t, 48> buffer{};
+  bool operator==(const Outcome&) const = default;
+};
+
+void PrintTo(const Outcome& o, std::ostream* os) {
+  *os << "result " << o.result << ", buffer \"";
+  for (const char16_t c : o.buffer) {
+    if (c >= 0x20 && c < 0x7F) {
+      *os << static_cast<char>(c);
+    } else {
+      *os << "\\x" << std::hex << static_cast<unsigned>(c) << std::dec;
+    }
+  }
+  *os << '"';
+}
+
+int icuV(char16_t* buf, int size, const char* format, ...) {
+  va_list args;
+  va_start(args, format);
+  const int result = u_vsnprintf(buf, size, format, args);
+  va_end(args);
+  return result;
+}
+
+int qvsvV(char16_t* buf, int size, const char* format, ...) {
+  va_list args;
+  va_start(args, format);
+  const int result = qvsvVSnprintf(buf, size, format, args);
+  va_end(args);
+  return result;
+}
+
+// Prints into a buffer filled with '#', so that what is written past the
+// result (a terminator or nothing) shows as well.
+template <typename... Args>
+Outcome print(Via via, int size, const char* format, Args... args) {
+  Outcome out;
+  out.buffer.fill(u'#');
+  char16_t* buf = out.buffer.data();
+  switch (via) {
+    case Via::Icu: out.result = icuV(buf, size, format, args...); break;
+    case Via::Qvsv: out.result = qvsvSnprintf(buf, size, format, args...); break;
+    case Via::QvsvV: out.result = qvsvV(buf, size, format, args...); break;
+  }
+  return out;
+}
+
+struct FormatCase {
+  const char* name;
+  Outcome (*write)(Via, int size);
+};
+
+void PrintTo(const FormatCase& c, std::ostream* os) { *os << c.name; }
+
+class SnprintfForwardsToIcu : public ::testing::TestWithParam<FormatCase> {};
+
+TEST_P(SnprintfForwardsToIcu, BufferAndResultAreIcusForEverySize) {
+  const FormatCase& c = GetParam();
+  // The whole result's length, from a buffer that holds it.
+  const Outcome whole = c.write(Via::Icu, static_cast<int>(Outcome().buffer.size()));
+  const int exact = static_cast<int>(std::u16string(whole.buffer.data()).size());
+  ASSERT_LT(exact, static_cast<int>(whole.buffer.size()) - 1) << "the buffer must hold the result and its NUL";
+  for (const int size : {-1, -100, 0, 1, 2, exact / 2, exact - 1, exact, exact + 1, exact + 8}) {
+    SCOPED_TRACE("size " + std::to_string(size));
+    const Outcome icu = c.write(Via::Icu, size);
+    EXPECT_EQ(c.write(Via::Qvsv, size), icu);
+    EXPECT_EQ(c.write(Via::QvsvV, size), icu);
+  }
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Formats, SnprintfForwardsToIcu,
+    ::testing::Values(
+        FormatCase{"IntegerAndNarrow", [](Via v, int size) { return print(v, size, "%d-%s", 42, "ab"); }},
+        FormatCase{"WideWithSurrogatePair",
+                   [](Via v, int size) { return print(v, size, "%S|", u"h\U0001F600x\u00E9"); }},
+        FormatCase{"FloatAndWidths",
+                   [](Via v, int size) { return print(v, size, "%.2f|%5d|%-4s|", 3.14159, 7, "x"); }},
+        FormatCase{"NoConversions", [](Via v, int size) { return print(v, size, "plain text 100%%"); }},
+        FormatCase{"HexAndChar", [](Via v, int size) { return print(v, size, "%x%c%o", 255u, 'z', 8u); }},
+        FormatCase{"EmptyResult", [](Via v, int size) { return print(v, size, "%s", ""); }}),
+    [](const auto& info) { return std::string(info.param.name); });
+
+TEST(Snprintf, MeasuresWithANullBufferOfSizeZeroAsIcuDoes) {
+  EXPECT_EQ(qvsvSnprintf(nullptr, 0, "%d", 123456), u_snprintf(nullptr, 0, "%d", 123456));
+}
+
+// Where ICU would write through a null pointer or read a null format, the
+// forwards refuse instead.
+TEST(Snprintf, RefusesANullFormatAndANullBufferThatWouldBeWritten) {
+  char16_t buf[4] = {u'#', u'#', u'#', u'#'};
+  EXPECT_EQ(qvsvSnprintf(buf, 4, nullptr), -1);
+  EXPECT_EQ(qvsvSnprintf(nullptr, 4, "x"), -1);
+  EXPECT_EQ(qvsvSnprintf(nullptr, -1, "x"), -1);
+  EXPECT_EQ(buf[0], u'#');
+}
+
+TEST(Sprintf, WritesIcuSyntaxAndRefusesNulls) {
+  char16_t buf[32];
+  EXPECT_EQ(qvsvSprintf(buf, "%d-%S|%.2f", 5, u"wide\u00E9", 3.14159), 12);
+  EXPECT_EQ(std::u16string(buf), u"5-wide\u00E9|3.14");
+  EXPECT_EQ(qvsvSprintf(nullptr, "x"), -1);
+  EXPECT_EQ(qvsvSprintf(buf, nullptr), -1);
+}
+
+}  // namespace
