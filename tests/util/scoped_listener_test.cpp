@@ -8,6 +8,7 @@
 
 #include "qv_services/listeners.hpp"
 #include "qv_services/reporting.hpp"
+#include "tessel/console.hpp"
 #include "tests/errors/diagnostics_fixture.hpp"
 #include "tests/support/test_support.hpp"
 
@@ -80,6 +81,7 @@ class ScopedListenerOrder : public DiagnosticsTest, public ::testing::WithParamI
     qvsvReportAsInfo(diag);
   }
   std::unique_ptr<Form> form_;
+  tessel::ConsoleCapture console_;  // reports that nobody hears go to the display
 };
 
 TEST_P(ScopedListenerOrder, TheFirstOfANameHearsAndNoEndingLeavesACallbackToAnEndedScope) {
@@ -138,7 +140,10 @@ INSTANTIATE_TEST_SUITE_P(Listeners, ScopedListenerOrder,
                                            OrderCase{"identifier_last_ends_first", true, false}),
                          qvsv::test::RowName());
 
-class ScopedListenerLifetime : public DiagnosticsTest {};
+class ScopedListenerLifetime : public DiagnosticsTest {
+ protected:
+  tessel::ConsoleCapture console_;
+};
 
 TEST_F(ScopedListenerLifetime, AScopeEndedByItsOwnCallbackFinishesTheCallSafely) {
   // Members of a heap object: the callback deletes the object that holds the scope.
@@ -159,7 +164,10 @@ TEST_F(ScopedListenerLifetime, AScopeEndedByItsOwnCallbackFinishesTheCallSafely)
   EXPECT_EQ(heard, 1u) << "unregistered when the holder went";
 }
 
-class IdentifierCallbacks : public DiagnosticsTest {};
+class IdentifierCallbacks : public DiagnosticsTest {
+ protected:
+  tessel::ConsoleCapture console_;
+};
 
 TEST_F(IdentifierCallbacks, EachItemArrivesWithItsOwnArguments) {
   std::vector<std::pair<std::string, qvsvArgumentVector>> heard;
