@@ -153,8 +153,8 @@ TEST_F(ScopedListenerLifetime, AScopeEndedByItsOwnCallbackFinishesTheCallSafely)
   auto* holder = new Holder;
   unsigned heard = 0;
   holder->scope = std::make_unique<ScopedDiagnosticListener>(kName, [&heard, holder](qvsvDiagnosticImpl*&) {
-    ++heard;
     delete holder;
+    ++heard;  // reads a capture after its scope (and the scope's function) ended
   });
   qvsvDiagnosticImpl* diag = make("A:b");
   qvsvReportAsInfo(diag);
