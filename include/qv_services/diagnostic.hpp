@@ -10,10 +10,29 @@
 // handle array, host arrays and metadata. Diagnostics and items come from two
 // process-wide pools (their operator new), never from plain allocation.
 //
+// Static items. A static item (isStatic) belongs to whoever made it, not to
+// the diagnostics that list it: clearing or releasing them never destroys it,
+// a full queue drops it without destroying it, and it takes no causes. A copy
+// that the library makes of a static item keeps the mark but belongs to the
+// diagnostic it is put in. Two departures are deliberate: the library's two
+// shared static items (overflow and out of memory) are replaced by a private
+// copy in a diagnostic before that diagnostic changes them, so that no change
+// shows in every queue at once; and clearing the pool (error_queue.hpp)
+// spares every diagnostic that is some item's cause.
+//
+// Causes form trees, never cycles: adding a diagnostic as a cause of one of
+// its own items (at any depth) is refused, as is any merge that would put an
+// item inside its own causes (error_queue.hpp); the caller keeps its pointer.
+// Every walk over causes (release, copy, renderings, writers) iterates, so a
+// chain may be as deep as memory allows.
+//
 // Bad input. Null diagnostics read as empty: counts are 0, text getters give
 // null, vector getters give empty vectors, setters do nothing. An index that
 // is not below the item count finds no item. Nothing here throws for queue
 // trouble; overflow and out-of-memory are recorded in the diagnostic itself.
+// Releasing a diagnostic or item of the pools twice aborts the process with a
+// message on stderr that names the object ("qv_services: diagnostic 0x...
+// released twice"), as long as its memory has not been handed out again.
 // All of this runs on the host's main thread, without locks.
 #pragma once
 
@@ -69,7 +88,15 @@ class QVSV_API qvsvDiagnosticItem {
   // Item copy: everything but the handle converter, the owned buffer and the
   // call stack, which the target keeps; the cause is deep-copied into a new
   // diagnostic and the argument array shared (copy-on-write) and persistent.
+  // Whether the target belongs to its diagnostic does not change with it.
   qvsvDiagnosticItem& operator=(const qvsvDiagnosticItem& other);
+
+  // True when the diagnostics that list the item own it and destroy it when
+  // they clear it: a non-static item, or a library-made copy of a static one.
+  bool ownedByDiagnostic() const {
+    if (isShared) return false;
+    return ownershipPinned_ ? pinnedOwned_ : !isStatic;
+  }
 
   static void* operator new(std::size_t size);
   static void operator delete(void* block, std::size_t size);
@@ -83,9 +110,7 @@ class QVSV_API qvsvDiagnosticItem {
   qvsvProcessCallback handleCallback = nullptr;  // null: the global process callback
   qvsvHandleConverter handleConverter = nullptr;
   std::uint32_t userWord = 0;  // copied with the item, otherwise not interpreted
-  // Static items take no causes. The two shared static items (overflow and
-  // out of memory) belong to no diagnostic; a copy of one carries the mark
-  // but, listed by one diagnostic only, is destroyed with it.
+  // Static items take no causes and belong to their maker (see the top).
   bool isStatic = false;
   bool isShared = false;  // one of the two shared items; never copied
   qvsvErrorCreationTime creationTime = qvsvErrorCreationTimeUnset;
@@ -94,6 +119,18 @@ class QVSV_API qvsvDiagnosticItem {
   txArray* callStack = nullptr;  // persistent struct array (file, name, line)
   txArray* arguments = nullptr;  // persistent cell array of scalars and strings
   qvsvMetaDataMap metadata;
+
+ private:
+  // Copies everything but the cause; false when the handles could not be copied.
+  bool assignAllButCause(const qvsvDiagnosticItem& other);
+  // A full copy of a cause tree (every item, no limit, no hand-over), made
+  // level by level rather than by recursion; its root records owner.
+  static qvsvDiagnosticImpl* copyCauses(const qvsvDiagnosticImpl* source, const qvsvDiagnosticItem* owner);
+
+  // Set when an item copy changes the static mark: the item then stays owned
+  // (or not) as it was before, whatever the copied mark says.
+  bool ownershipPinned_ = false;
+  bool pinnedOwned_ = false;
 };
 
 class QVSV_API qvsvDiagnosticImpl {
@@ -159,12 +196,32 @@ class QVSV_API qvsvDiagnosticImpl {
   // checking the list's maximum size first; moving them all takes constant time.
   void spliceItems(ItemList::iterator where, qvsvDiagnosticImpl& from, std::size_t n);
 
+  // --- For the library's own modules. ---
+  // The item that holds this diagnostic as its cause, as recorded when it
+  // became one (a hint: the library checks that the item is live and still
+  // holds it before trusting it).
+  const qvsvDiagnosticItem* causeOf() const { return causeOf_; }
+  void setCauseOf(const qvsvDiagnosticItem* item) { causeOf_ = item; }
+  // Candidate processing running for this diagnostic (nested calls count), a
+  // release asked for meanwhile (carried out when the outermost one ends), and
+  // a process callback running for one of its items.
+  unsigned candidateScopes() const { return candidateScopes_; }
+  void enterCandidates() { ++candidateScopes_; }
+  void leaveCandidates() { --candidateScopes_; }
+  bool releaseDeferred() const { return releaseDeferred_; }
+  void setReleaseDeferred(bool deferred) { releaseDeferred_ = deferred; }
+  bool handingOver() const { return handingOver_; }
+
  private:
   std::vector<void*> candidates_;
   bool processing_ = false;
   ItemList items_;
   bool reusable_ = false;
   bool static_ = false;
+  bool handingOver_ = false;
+  bool releaseDeferred_ = false;
+  unsigned candidateScopes_ = 0;
+  const qvsvDiagnosticItem* causeOf_ = nullptr;  // not owned: the item that owns this diagnostic
 };
 
 // --- Creation, copy and release. ---
@@ -174,7 +231,12 @@ QVSV_API qvsvDiagnosticImpl* qvsvObtainDiagnostic();
 // A deep copy of the first min(count, L) items (none when L is 0) and the
 // candidates; null for null.
 QVSV_API qvsvDiagnosticImpl* qvsvDuplicateDiagnostic(qvsvDiagnosticImpl* const& diag);
-// Releases the diagnostic and nulls the pointer; nothing for null.
+// Releases the diagnostic and nulls the pointer; nothing for null. Two
+// releases from inside callbacks are not carried out at once: a queue released
+// by its own candidate function is released when its candidate processing
+// ends (error_queue.hpp), and the diagnostic whose handles a process callback
+// is receiving belongs to the operation that runs the callback, so releasing
+// it there only nulls the callback's pointer.
 QVSV_API void qvsvDiscardDiagnostic(qvsvDiagnosticImpl*& diag);
 QVSV_API void qvsvSetDiagnosticStatic(qvsvDiagnosticImpl*& diag);
 
@@ -203,18 +265,28 @@ QVSV_API qvsvTStackFrames& qvsvPopulateTStackFromDiagnostic(qvsvTStackFrames& fr
 // --- First and last items. The creation-time pair acts on the FIRST item. ---
 QVSV_API const char* qvsvGetFirstErrorIdentifier(qvsvDiagnosticImpl* const& diag);
 QVSV_API const char16_t* qvsvGetFirstErrorMessage(qvsvDiagnosticImpl* const& diag);
-// Empty, the single item's identifier, or "Tessel:TException:MultipleErrors".
+// Empty, the single item's identifier (an empty one reads as
+// "QV_SERVICES:utils:UNDEFINED_ID", without changing the item), or
+// "Tessel:TException:MultipleErrors".
 QVSV_API std::string qvsvGetCombinedErrorIdentifier(qvsvDiagnosticImpl* const& diag);
 // Empty, the single item's message, or the catalogue's multiple-errors preamble.
 QVSV_API std::u16string qvsvGetCombinedErrorMessage(qvsvDiagnosticImpl* const& diag);
+// One value per element of the last item's argument array, so that the size
+// always equals the count below: text becomes a wide string; a numeric or
+// logical array with elements becomes its first element as an integer (NaN
+// reads as 0, values beyond the range as its nearest end); anything else (an
+// empty array, a cell, a struct, an unset element) reads as the empty wide
+// string. An argument array that is not a cell holds no arguments.
 QVSV_API qvsvArgumentVector qvsvGetArgumentsFromLastDiagnostic(qvsvDiagnosticImpl* const& diag);
 QVSV_API int qvsvGetNumbArgumentsFromLastDiagnostic(qvsvDiagnosticImpl* const& diag);
 QVSV_API qvsvErrorCreationTime qvsvGetLastErrorCreationTime(qvsvDiagnosticImpl* const& diag);
 QVSV_API void qvsvSetLastErrorCreationTime(qvsvDiagnosticImpl* const& diag, qvsvErrorCreationTime time);
 
 // --- Causes. The cause is merged into the item's cause diagnostic and the
-// caller's cause pointer nulled; with a null diagnostic, a missing or static
-// item, nothing happens and the caller keeps the cause. ---
+// caller's cause pointer nulled. Nothing happens, and the caller keeps the
+// cause, with a null diagnostic, a missing or static item, a cause that
+// contains the item (the diagnostic itself, or one it is a cause of), and a
+// cause that another item holds (a pointer from qvsvGetCauseFromDiagnosticItem). ---
 QVSV_API void qvsvAddCauseToDiagnosticItem(qvsvDiagnosticImpl*& diag, unsigned index, qvsvDiagnosticImpl*& cause);
 QVSV_API void qvsvAddCauseToLastDiagnosticItem(qvsvDiagnosticImpl*& diag, qvsvDiagnosticImpl*& cause);
 

@@ -10,6 +10,7 @@
 // out-of-memory item. Main thread only.
 #pragma once
 
+#include <functional>
 #include <map>
 #include <string>
 #include <vector>
@@ -28,7 +29,11 @@ QVSV_API bool qvsvShouldSkipDetailedStackDiagnostics();
 
 // --- Merging: src's items move into dest (at its front or end) under the
 // limit; src is released. Nothing happens when src is null or is dest; an
-// empty src stays with the caller. ---
+// empty src stays with the caller. Nothing happens either, and both pointers
+// stay as they are, when the merge would make a cycle (dest is the cause of an
+// item inside src, at any depth, or the cause field of such an item), when an
+// item holds src as its cause (src is then that item's, not the caller's), or
+// when a process callback is receiving src's handles. ---
 QVSV_API void qvsvConcatenateDiagnostics(qvsvDiagnosticImpl*& dest, qvsvDiagnosticImpl*& src, bool atFront);
 QVSV_API void qvsvConcatenateDiagnostics(qvsvDiagnosticImpl*& dest, qvsvDiagnosticImpl*&& src, bool atFront);
 // Overwrites target's last item with a copy of replacement's last item and
@@ -51,15 +56,23 @@ QVSV_API void qvsvClearLastError(qvsvDiagnosticImpl*& queue);
 QVSV_API void qvsvCleanUpErrorQueue();
 // Destroys every live pooled diagnostic that has items and is not static,
 // then cleans up as above; every pointer to them becomes invalid. Returns null.
+// Deliberately spared: a diagnostic that is the cause of any live item (it
+// goes with that item, which may belong to a subclass diagnostic outside the
+// pool), and one whose candidates are being processed (released when that
+// processing ends) or whose handles a process callback is receiving.
 QVSV_API qvsvDiagnosticImpl* qvsvClearDiagnosticQueuePool();
 
 // --- Candidates: pending work attached to a queue. ---
 // Adds candidate once (a null queue or candidate: nothing).
 QVSV_API void qvsvAddCandidateToErrorQueueFcn(qvsvDiagnosticImpl*& queue, void* candidate);
-using qvsvCandidateFunction = void (*)(qvsvDiagnosticImpl* queue, void* candidate);
+// Any callable, capturing lambdas included.
+using qvsvCandidateFunction = std::function<void(qvsvDiagnosticImpl* queue, void* candidate)>;
 // Calls fn once per candidate in insertion order, then empties them; a call
-// from inside fn does nothing. A null queue or function: nothing.
-QVSV_API void qvsvProcessErrorFcn(qvsvDiagnosticImpl*& queue, qvsvCandidateFunction fn);
+// from inside fn does nothing. A null queue or empty function: nothing. fn may
+// release its queue or merge it away: the processing then stops after that
+// call, the queue is released when it ends, and the caller's pointer becomes
+// null (unless fn already made it point elsewhere).
+QVSV_API void qvsvProcessErrorFcn(qvsvDiagnosticImpl*& queue, const qvsvCandidateFunction& fn);
 
 // --- Handles of the last item. ---
 // A copy of count handles replaces the last item's (nothing unless handles is

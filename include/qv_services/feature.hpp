@@ -83,8 +83,10 @@ class QVSV_API QvFeatureTable {
   // The usage counts as a table on the host console.
   static void printStats();
   static void resetUsageCounters();
-  // Destroys the table: the library's last act on its terminate path. A
-  // feature destroyed afterwards finds no table and does nothing.
+  // Destroys the table: the library's last act on its terminate path
+  // (TLTerminate_qv_services). A feature destroyed afterwards finds no table
+  // and does nothing; any other use makes a new, empty table. The instance
+  // pointer is cleared with it, so that nothing can reach the freed table.
   static void releaseFeatureTable();
 
   QvFeatureTable(const QvFeatureTable&) = delete;

@@ -130,9 +130,14 @@ class QVSV_API TestWarningHelper {
   std::shared_ptr<TestWarningListener> listener_;
 };
 
-// Registers a counting callback under a name for its lifetime. Scopes of one
-// name nest: the innermost receives the diagnostics, and the outer one gets
-// its registration back when the inner one ends.
+// Registers a counting callback under a name for its lifetime, with
+// qvsvRegisterDiagnosticCallback. As for any registration, a name already
+// present refuses it: while another callback (or an earlier scope) holds the
+// name, a second scope of that name hears nothing, and it does not take the
+// name over when the holder ends. Ending a scope removes only its own
+// registration, never one that someone else made under the name, and never
+// brings back an earlier one; so scopes may end in any order, on the heap or as
+// members, and even from inside their own callback.
 class QVSV_API ScopedDiagnosticListener {
  public:
   ScopedDiagnosticListener(const std::string& name, const DiagnosticCallback& fn);
@@ -148,11 +153,11 @@ class QVSV_API ScopedDiagnosticListener {
  private:
   std::string name_;
   DiagnosticCallback fn_;
-  DiagnosticCallback previous_;
   unsigned counter_ = 0;
 };
 
-// The same for identifier callbacks, keyed by (name, owner).
+// The same for identifier callbacks, keyed by (name, owner): the first scope
+// of a (name, owner) pair registers, later ones of the pair are refused.
 class QVSV_API ScopedIDDiagnosticListener {
  public:
   ScopedIDDiagnosticListener(const std::string& name, const IDDiagnosticCallback& fn, void* owner);
@@ -168,7 +173,6 @@ class QVSV_API ScopedIDDiagnosticListener {
   std::string name_;
   void* owner_;
   IDDiagnosticCallback fn_;
-  IDDiagnosticCallback previous_;
   unsigned counter_ = 0;
 };
 

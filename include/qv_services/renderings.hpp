@@ -1,7 +1,8 @@
 // Text and HTML renderings of a diagnostic, hotlinks, and the error report
 // file.
 //
-// Renderings read the items in list order and never change the diagnostic,
+// Renderings read the items in list order, walking causes without
+// recursion (chains of any depth render), and never change the diagnostic,
 // except the plain rendering (which consumes it) and qvsvForceCreateHotlinks
 // (which rewrites arguments). Null or empty diagnostics render as empty text
 // (a single newline for the plain rendering). Items whose identifier is
@@ -18,7 +19,10 @@
 // release the diagnostic.
 QVSV_API std::string qvsvSerializeDiagnosticAsString(qvsvDiagnosticImpl*& diag, int format);
 // "ID:     ", "MSG:    " and "CAUSES: " lines, causes indented by four blanks
-// per level, then one empty line; releases the diagnostic.
+// per level, then one empty line; releases the diagnostic. Every level is
+// written, but the indentation stops growing at kQvsvMaxRestoredCauseDepth
+// (100) levels: deeper causes are indented as the hundredth level, which
+// keeps the text linear in the number of items however deep the chain.
 QVSV_API std::string qvsvSerializeDiagnosticAsPlainString(qvsvDiagnosticImpl*& diag);
 // One message per line, causes after their parents (depth first); with two or
 // more messages each is preceded by prefix; no newline after the last.

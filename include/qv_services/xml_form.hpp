@@ -7,7 +7,8 @@
 // own catalogue. Both have the root "diag_root" and read back with
 // qvsvRestoreDiagnosticFromXMLFragment.
 //
-// Writers never fail: a null or empty diagnostic gives the bare root.
+// Writers never fail: a null or empty diagnostic gives the bare root. They
+// walk causes without recursion and stop at the reader's depth limit below.
 // Restoring a text that does not begin with "<diag_root>" gives null; a
 // malformed document gives an error diagnostic (identifier
 // "QVSV_DIAGNOSTIC:RESTORE_DIAGNOSTIC_ERROR", caused by
@@ -40,7 +41,12 @@ QVSV_API qvsvDiagnosticImpl* qvsvRestoreDiagnosticFromXMLFragment(const char16_t
 // output as it ends, indented by one tab per nesting level.
 QVSV_API void qvsvSetXMLRestoreEcho(bool echo);
 QVSV_API bool qvsvGetXMLRestoreEcho();
-// Causes nested deeper than this make the document malformed.
+// The deepest nesting of causes that the reader accepts: a document with
+// more than this many nested "causes" elements is malformed (the error
+// diagnostic's innermost cause is "QVSV_SERVICES:QVSVDIAGNOSTICCREATION:DTD_ERROR").
+// The writers match it: an item at this depth is written without its
+// causes, so that every document they write reads back (holding the first
+// kQvsvMaxRestoredCauseDepth levels of a deeper chain).
 inline constexpr int kQvsvMaxRestoredCauseDepth = 100;
 
 // --- Encodings. ---

@@ -74,6 +74,21 @@ class ChunkPool {
     return (block.free[slot / 64] & (std::uint64_t{1} << (slot % 64))) == 0;
   }
 
+  // True when the address lies inside one of the pool's blocks, live or free:
+  // a pool address that is not a live chunk was released already.
+  bool containsAddress(const void* address) const { return blockOf(address) != kNone; }
+
+  // The live chunk that holds the address (anywhere inside it), or null.
+  void* liveChunkContaining(const void* address) const {
+    const std::size_t blockIndex = blockOf(address);
+    if (blockIndex == kNone) return nullptr;
+    const Block& block = blocks_[blockIndex];
+    const auto offset = static_cast<std::size_t>(static_cast<const std::byte*>(address) - block.base);
+    const std::size_t slot = offset / chunkSize_;
+    if ((block.free[slot / 64] & (std::uint64_t{1} << (slot % 64))) != 0) return nullptr;
+    return block.base + slot * chunkSize_;
+  }
+
   // Every live chunk in ascending address order (a snapshot: the visitor may
   // free chunks; check ownsLive before touching one that another visit may
   // have freed).

@@ -19,6 +19,8 @@ void qvsvDiagnosticImpl::reset() {
 }
 
 qvsvDiagnosticImpl::~qvsvDiagnosticImpl() {
+  // A second destruction would walk a list that is gone: stop first.
+  qvsv::detail::CheckLiveDiagnostic(this);
   clearFrom(0);
   if (reusable_) ReusableDiagnostics().erase(this);
 }
@@ -40,8 +42,9 @@ bool qvsvDiagnosticImpl::isEmpty() const { return items_.empty(); }
 void qvsvDiagnosticImpl::appendItem(qvsvDiagnosticItem* item, const qvsvDiagnosticItem* replacement, bool pending) {
   if (item == nullptr || refusesItem(item)) return;
   if (isFull()) {
-    // Dropped: nobody else holds an item that was on its way in.
-    if (!item->isShared) delete item;
+    // Dropped: an owned item was on its way in and nobody else holds it; a
+    // static one stays with its maker.
+    if (item->ownedByDiagnostic()) delete item;
     return;
   }
   appendWithoutLimit(item);
@@ -96,19 +99,29 @@ void qvsvDiagnosticImpl::clearFrom(unsigned k) {
     candidates_.clear();
   }
   if (items_.empty() || k >= count()) return;
-  const ItemList::iterator first = positionOf(k);
-  for (auto it = first; it != items_.end(); ++it) {
-    if (!(*it)->isShared) delete *it;
-  }
-  items_.erase(first, items_.end());
+  ItemList doomed;
+  doomed.splice(doomed.end(), items_, positionOf(k), items_.end());
+  qvsv::detail::DestroyItems(doomed);
 }
 
 void qvsvDiagnosticImpl::handOverHandles(qvsvDiagnosticItem* item) {
   if (!item->handlesPending || item->numHandles < 1 || item->handles == nullptr) return;
   const qvsvProcessCallback callback = item->handleCallback != nullptr ? item->handleCallback : Queue().process;
   if (callback == nullptr) return;
-  callback(this, item->handles, item->numHandles);
+  // Cleared before the call: the callback may take the item out of this diagnostic.
   item->handlesPending = false;
+  // Meanwhile the diagnostic belongs to whoever runs this hand-over: the
+  // callback can neither release it nor merge it away (nested hand-overs keep
+  // the mark until the outermost one ends).
+  const bool outer = handingOver_;
+  handingOver_ = true;
+  try {
+    callback(this, item->handles, item->numHandles);
+  } catch (...) {
+    handingOver_ = outer;
+    throw;
+  }
+  handingOver_ = outer;
 }
 
 void qvsvDiagnosticImpl::appendWithoutLimit(qvsvDiagnosticItem* item) {
@@ -133,7 +146,14 @@ void* qvsvDiagnosticImpl::operator new(std::size_t size) {
 
 void qvsvDiagnosticImpl::operator delete(void* block, std::size_t size) {
   if (block == nullptr) return;
-  if (size != sizeof(qvsvDiagnosticImpl) || !DiagnosticPool().tryDeallocate(block)) ::operator delete(block);
+  if (size != sizeof(qvsvDiagnosticImpl)) {
+    ::operator delete(block);
+    return;
+  }
+  if (!DiagnosticPool().tryDeallocate(block)) {
+    qvsv::detail::CheckLiveDiagnostic(block);  // a pool chunk that is free already: released twice
+    ::operator delete(block);
+  }
 }
 
 qvsvDiagnosticImpl* qvsvObtainDiagnostic() {
@@ -167,6 +187,20 @@ qvsvDiagnosticImpl* qvsvDuplicateDiagnostic(qvsvDiagnosticImpl* const& diag) {
 
 void qvsvDiscardDiagnostic(qvsvDiagnosticImpl*& diag) {
   if (diag == nullptr) return;
+  qvsv::detail::CheckLiveDiagnostic(diag);
+  if (diag->handingOver()) {
+    // Released from inside a process callback: the operation that runs the
+    // callback still owns the diagnostic and goes on with it.
+    diag = nullptr;
+    return;
+  }
+  if (diag->candidateScopes() > 0) {
+    // Released from inside its candidate processing, which ends it.
+    if (diag->releaseDeferred()) qvsv::detail::AbortReleasedTwice("diagnostic", diag);
+    diag->setReleaseDeferred(true);
+    diag = nullptr;
+    return;
+  }
   diag->setStatic(false);
   delete diag;
   diag = nullptr;

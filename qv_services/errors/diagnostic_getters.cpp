@@ -73,6 +73,7 @@ qvsvDiagnosticImpl* qvsvRemoveCauseFromDiagnosticItem(qvsvDiagnosticImpl*& diag,
   if (item == nullptr) return nullptr;
   qvsvDiagnosticImpl* cause = item->cause;
   item->cause = nullptr;
+  if (cause != nullptr) cause->setCauseOf(nullptr);  // the caller's now
   return cause;
 }
 
@@ -94,7 +95,12 @@ const char16_t* qvsvGetFirstErrorMessage(qvsvDiagnosticImpl* const& diag) {
 
 std::string qvsvGetCombinedErrorIdentifier(qvsvDiagnosticImpl* const& diag) {
   if (diag == nullptr || diag->count() == 0) return std::string();
-  if (diag->count() == 1) return identifierOf(diag->firstItem());
+  if (diag->count() == 1) {
+    // Read with the substitution, but unlike the item getter it returns a copy
+    // and so leaves the item as it is.
+    const std::string& id = diag->firstItem()->identifier;
+    return id.empty() ? std::string(kUndefinedId) : id;
+  }
   return kMultipleErrorsId;
 }
 
@@ -117,26 +123,40 @@ std::u16string qvsvGetCombinedErrorMessage(qvsvDiagnosticImpl* const& diag) {
   return std::u16string();
 }
 
-qvsvArgumentVector qvsvGetArgumentsFromLastDiagnostic(qvsvDiagnosticImpl* const& diag) {
+namespace qvsv::detail {
+
+qvsvArgumentVector ArgumentsOf(const qvsvDiagnosticItem* item) {
   qvsvArgumentVector out;
-  const qvsvDiagnosticItem* item = diag == nullptr ? nullptr : diag->lastItem();
   if (item == nullptr || item->arguments == nullptr || !txIsCell(item->arguments)) return out;
   const txIndex n = txGetNumberOfElements(item->arguments);
   out.reserve(n);
+  // One value per element, whatever it holds, so that the count always agrees.
   for (txIndex i = 0; i < n; ++i) {
     const txArray* element = txGetCell(item->arguments, i);
     if (txIsChar(element)) {
       out.emplace_back(txGetString(element));
     } else if ((txIsNumeric(element) || txIsLogical(element)) && !txIsEmpty(element)) {
       out.emplace_back(toInt64(txGetScalar(element)));
+    } else {
+      out.emplace_back(std::u16string());
     }
   }
   return out;
 }
 
+int ArgumentCountOf(const qvsvDiagnosticItem* item) {
+  if (item == nullptr || item->arguments == nullptr || !txIsCell(item->arguments)) return 0;
+  return static_cast<int>(txGetNumberOfElements(item->arguments));
+}
+
+}  // namespace qvsv::detail
+
+qvsvArgumentVector qvsvGetArgumentsFromLastDiagnostic(qvsvDiagnosticImpl* const& diag) {
+  return qvsv::detail::ArgumentsOf(diag == nullptr ? nullptr : diag->lastItem());
+}
+
 int qvsvGetNumbArgumentsFromLastDiagnostic(qvsvDiagnosticImpl* const& diag) {
-  const qvsvDiagnosticItem* item = diag == nullptr ? nullptr : diag->lastItem();
-  return item == nullptr ? 0 : static_cast<int>(txGetNumberOfElements(item->arguments));
+  return qvsv::detail::ArgumentCountOf(diag == nullptr ? nullptr : diag->lastItem());
 }
 
 qvsvErrorCreationTime qvsvGetLastErrorCreationTime(qvsvDiagnosticImpl* const& diag) {
@@ -153,8 +173,16 @@ void qvsvSetLastErrorCreationTime(qvsvDiagnosticImpl* const& diag, qvsvErrorCrea
 void qvsvAddCauseToDiagnosticItem(qvsvDiagnosticImpl*& diag, unsigned index, qvsvDiagnosticImpl*& cause) {
   if (cause == nullptr) return;
   qvsvDiagnosticItem* item = itemOf(diag, index);
-  if (item == nullptr || item->isStatic) return;
-  qvsvConcatenateDiagnostics(item->cause, cause, false);
+  if (item == nullptr || item->isStatic || cause == diag) return;
+  qvsv::detail::CheckLiveDiagnostic(cause);
+  // A cause that another item holds, or that a process callback is receiving,
+  // is not the caller's to give.
+  if (cause->handingOver() || qvsv::detail::CauseOwner(cause) != nullptr) return;
+  // The item can lie inside the new cause only when its diagnostic is itself
+  // somebody's cause; for the usual top-level diagnostic this costs nothing.
+  if (qvsv::detail::CauseOwner(diag) != nullptr && qvsv::detail::TreeHoldsItem(cause, item)) return;
+  qvsv::detail::Concatenate(item->cause, cause, false);
+  if (item->cause != nullptr) item->cause->setCauseOf(item);
 }
 
 void qvsvAddCauseToLastDiagnosticItem(qvsvDiagnosticImpl*& diag, qvsvDiagnosticImpl*& cause) {

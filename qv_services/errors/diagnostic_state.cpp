@@ -1,11 +1,15 @@
 #include "qv_services/errors/diagnostic_state.hpp"
 
+#include <cstdio>
+#include <cstdlib>
 #include <cstring>
 #include <exception>
 #include <iterator>
+#include <utility>
 
 #include "qv_services/conversions.hpp"
 #include "qv_services/diagnostic_creation.hpp"
+#include "qv_services/errors/cause_walk.hpp"
 #include "qv_services/feature/detail/tested_allocation.hpp"
 #include "tessel/ut.hpp"
 
@@ -109,6 +113,59 @@ void SetItemHandles(qvsvDiagnosticItem* item, const double* handles, int count) 
   utFree(item->handles);
   item->handles = copy;
   item->numHandles = copy == nullptr ? 0 : count;
+}
+
+void AbortReleasedTwice(const char* what, const void* object) {
+  std::fprintf(stderr, "qv_services: %s %p released twice (its memory is no longer a live %s of the pool)\n", what,
+               object, what);
+  std::fflush(stderr);
+  std::abort();
+}
+
+void CheckLiveDiagnostic(const void* diag) {
+  const ChunkPool& pool = DiagnosticPool();
+  if (pool.containsAddress(diag) && !pool.ownsLive(diag)) AbortReleasedTwice("diagnostic", diag);
+}
+
+void CheckLiveItem(const void* item) {
+  const ChunkPool& pool = ItemPool();
+  if (pool.containsAddress(item) && !pool.ownsLive(item)) AbortReleasedTwice("diagnostic item", item);
+}
+
+const qvsvDiagnosticItem* CauseOwner(const qvsvDiagnosticImpl* diag) {
+  const qvsvDiagnosticItem* owner = diag == nullptr ? nullptr : diag->causeOf();
+  if (owner == nullptr || !ItemPool().ownsLive(owner) || owner->cause != diag) return nullptr;
+  return owner;
+}
+
+const qvsvDiagnosticItem* ItemWithCauseField(qvsvDiagnosticImpl* const* field) {
+  const void* chunk = ItemPool().liveChunkContaining(field);
+  if (chunk == nullptr) return nullptr;
+  const auto* item = static_cast<const qvsvDiagnosticItem*>(chunk);
+  return &item->cause == field ? item : nullptr;
+}
+
+bool TreeHoldsItem(const qvsvDiagnosticImpl* diag, const qvsvDiagnosticItem* item) {
+  bool found = false;
+  WalkItems(diag, [&](const qvsvDiagnosticItem& visited, std::size_t) {
+    if (&visited == item) found = true;
+    return !found;
+  });
+  return found;
+}
+
+void DestroyItems(qvsvDiagnosticImpl::ItemList& items) {
+  while (!items.empty()) {
+    qvsvDiagnosticItem* item = items.front();
+    items.pop_front();
+    if (!item->ownedByDiagnostic()) continue;
+    if (item->cause != nullptr) {
+      qvsvDiagnosticImpl* cause = std::exchange(item->cause, nullptr);
+      items.splice(items.end(), cause->items());
+      qvsvDiscardDiagnostic(cause);  // empty now: nothing left to walk
+    }
+    delete item;
+  }
 }
 
 void SetMaxListSizeForTesting(std::size_t maxItems) { Queue().maxItems = maxItems == 0 ? UINT32_MAX : maxItems; }

@@ -62,6 +62,34 @@ double* CopyHandles(const double* handles, int count, bool& ok);
 // of the out-of-memory item.
 void SetItemHandles(qvsvDiagnosticItem* item, const double* handles, int count);
 
+// Reads an item's arguments back, one value per element of its argument array
+// (see qvsvGetArgumentsFromLastDiagnostic); none without a cell array.
+qvsvArgumentVector ArgumentsOf(const qvsvDiagnosticItem* item);
+int ArgumentCountOf(const qvsvDiagnosticItem* item);
+
+// --- Ownership checks. ---
+// Ends the process with "qv_services: <what> <address> released twice ..." on stderr.
+[[noreturn]] void AbortReleasedTwice(const char* what, const void* object);
+// Abort with a message naming the object when it is a chunk of its pool that
+// is no longer live (released already); nothing for live or foreign objects.
+void CheckLiveDiagnostic(const void* diag);
+void CheckLiveItem(const void* item);
+// The live item that holds diag as its cause, when one was recorded and still
+// holds it; null for a diagnostic that is nobody's cause.
+const qvsvDiagnosticItem* CauseOwner(const qvsvDiagnosticImpl* diag);
+// The live item whose cause field is *field, or null when field points
+// anywhere else.
+const qvsvDiagnosticItem* ItemWithCauseField(qvsvDiagnosticImpl* const* field);
+// True when item is one of diag's items or of its causes', at any depth.
+bool TreeHoldsItem(const qvsvDiagnosticImpl* diag, const qvsvDiagnosticItem* item);
+// Destroys the items that their diagnostic owns, and their causes, level by
+// level: each cause's items join the list instead of being released
+// recursively. Items that are not owned (static ones) are only unlisted.
+void DestroyItems(qvsvDiagnosticImpl::ItemList& items);
+// Concatenation without the ownership checks of qvsvConcatenateDiagnostics,
+// for callers that made them already.
+void Concatenate(qvsvDiagnosticImpl*& dest, qvsvDiagnosticImpl*& src, bool atFront);
+
 // Test hook: lowers the list's maximum size (0 restores the default).
 QVSV_API void SetMaxListSizeForTesting(std::size_t maxItems);
 // Live pooled diagnostics and items (for leak checks in tests).

@@ -44,7 +44,9 @@ void moveItems(qvsvDiagnosticImpl* dest, qvsvDiagnosticImpl* src, std::size_t n,
 
 }  // namespace
 
-void qvsvConcatenateDiagnostics(qvsvDiagnosticImpl*& dest, qvsvDiagnosticImpl*& src, bool atFront) {
+namespace qvsv::detail {
+
+void Concatenate(qvsvDiagnosticImpl*& dest, qvsvDiagnosticImpl*& src, bool atFront) {
   if (src == nullptr || src == dest) return;
   if (dest == nullptr) dest = qvsvObtainDiagnostic();
   if (src->isEmpty()) return;
@@ -72,6 +74,25 @@ void qvsvConcatenateDiagnostics(qvsvDiagnosticImpl*& dest, qvsvDiagnosticImpl*& 
   }
   appendCandidatesOnce(dest, src->candidates());
   qvsvDiscardDiagnostic(src);
+}
+
+}  // namespace qvsv::detail
+
+void qvsvConcatenateDiagnostics(qvsvDiagnosticImpl*& dest, qvsvDiagnosticImpl*& src, bool atFront) {
+  if (src == nullptr || src == dest) return;
+  qvsv::detail::CheckLiveDiagnostic(src);
+  // Refused, leaving both pointers as they are: a source that an item holds
+  // as its cause or that a process callback is receiving belongs to someone
+  // else, and a destination inside the source's own causes would make a cycle.
+  if (src->handingOver() || qvsv::detail::CauseOwner(src) != nullptr) return;
+  const qvsvDiagnosticItem* holder = qvsv::detail::CauseOwner(dest);
+  if (holder == nullptr) holder = qvsv::detail::ItemWithCauseField(&dest);
+  if (holder != nullptr && qvsv::detail::TreeHoldsItem(src, holder)) return;
+  if (dest == nullptr && holder != nullptr) {
+    dest = qvsvObtainDiagnostic();
+    dest->setCauseOf(holder);
+  }
+  qvsv::detail::Concatenate(dest, src, atFront);
 }
 
 void qvsvConcatenateDiagnostics(qvsvDiagnosticImpl*& dest, qvsvDiagnosticImpl*&& src, bool atFront) {
@@ -141,33 +162,49 @@ void qvsvClearLastError(qvsvDiagnosticImpl*& queue) {
   if (queue->isEmpty()) qvsvDiscardDiagnostic(queue);
 }
 
+namespace {
+
+// Destroys a diagnostic that the pool's clearing picked, unless a callback
+// is running for it: its candidate processing then releases it at its end,
+// and a hand-over in progress keeps it for the operation that runs it.
+void destroyPicked(qvsvDiagnosticImpl* d) {
+  if (d->handingOver()) return;
+  if (d->candidateScopes() > 0) {
+    d->setReleaseDeferred(true);
+    return;
+  }
+  delete d;
+}
+
+}  // namespace
+
 void qvsvCleanUpErrorQueue() {
   // Only diagnostics marked reusable qualify, and the pool indexes those.
   auto& reusable = qvsv::detail::ReusableDiagnostics();
   std::vector<qvsvDiagnosticImpl*> doomed;
   for (qvsvDiagnosticImpl* d : reusable) {
-    if (!d->isStatic()) doomed.push_back(d);
+    if (!d->isStatic() && !d->releaseDeferred()) doomed.push_back(d);
   }
   for (qvsvDiagnosticImpl* d : doomed) {
-    if (DiagnosticPool().ownsLive(d)) delete d;
+    if (DiagnosticPool().ownsLive(d)) destroyPicked(d);
   }
 }
 
 qvsvDiagnosticImpl* qvsvClearDiagnosticQueuePool() {
-  const std::vector<void*> live = DiagnosticPool().liveChunks();
   // A cause dies with the item that owns it; destroying it first would leave
   // that item pointing at freed memory, so only diagnostics that are nobody's
-  // cause are destroyed here (their causes go with them).
+  // cause are destroyed here (their causes go with them). Every item counts,
+  // whatever lists it: items of subclass diagnostics (which live outside the
+  // pool) and items that a caller holds on its own.
   std::unordered_set<const qvsvDiagnosticImpl*> causes;
-  for (void* chunk : live) {
-    for (const qvsvDiagnosticItem* item : static_cast<qvsvDiagnosticImpl*>(chunk)->items()) {
-      if (item->cause != nullptr) causes.insert(item->cause);
-    }
+  for (void* chunk : qvsv::detail::ItemPool().liveChunks()) {
+    const auto* item = static_cast<const qvsvDiagnosticItem*>(chunk);
+    if (item->cause != nullptr) causes.insert(item->cause);
   }
-  for (void* chunk : live) {
+  for (void* chunk : DiagnosticPool().liveChunks()) {
     if (!DiagnosticPool().ownsLive(chunk)) continue;
     auto* d = static_cast<qvsvDiagnosticImpl*>(chunk);
-    if (d->count() >= 1 && !d->isStatic() && causes.count(d) == 0) delete d;
+    if (d->count() >= 1 && !d->isStatic() && !d->releaseDeferred() && causes.count(d) == 0) destroyPicked(d);
   }
   qvsvCleanUpErrorQueue();
   return nullptr;
@@ -178,14 +215,40 @@ void qvsvAddCandidateToErrorQueueFcn(qvsvDiagnosticImpl*& queue, void* candidate
   appendCandidatesOnce(queue, {candidate});
 }
 
-void qvsvProcessErrorFcn(qvsvDiagnosticImpl*& queue, qvsvCandidateFunction fn) {
-  if (queue == nullptr || fn == nullptr || queue->processing()) return;
+void qvsvProcessErrorFcn(qvsvDiagnosticImpl*& queue, const qvsvCandidateFunction& fn) {
+  if (queue == nullptr || !fn || queue->processing()) return;
   qvsvDiagnosticImpl* q = queue;
+  qvsv::detail::CheckLiveDiagnostic(q);
   q->setProcessing(true);
-  // By index: the function may add candidates, which are processed too.
-  for (std::size_t i = 0; i < q->candidates().size(); ++i) fn(q, q->candidates()[i]);
+  // While any processing runs, a release of q (by the function, a merge that
+  // takes q away, the pool's clearing) only marks it; the outermost
+  // processing carries it out below, so q stays valid until then.
+  q->enterCandidates();
+  try {
+    // By index: the function may add candidates, which are processed too.
+    for (std::size_t i = 0; i < q->candidates().size() && !q->releaseDeferred(); ++i) fn(q, q->candidates()[i]);
+  } catch (...) {
+    q->leaveCandidates();
+    q->setProcessing(false);
+    if (q->candidateScopes() == 0 && q->releaseDeferred()) {
+      q->setReleaseDeferred(false);
+      if (queue == q) queue = nullptr;
+      qvsvDiscardDiagnostic(q);
+    }
+    throw;
+  }
+  q->leaveCandidates();
   q->setProcessing(false);
   q->candidates().clear();
+  if (q->releaseDeferred() && q->candidateScopes() == 0) {
+    q->setReleaseDeferred(false);
+    // The caller's pointer may already hold another queue (the function can
+    // reach it); only a pointer to the released one is nulled.
+    if (queue == q) queue = nullptr;
+    qvsvDiscardDiagnostic(q);
+  } else if (q->releaseDeferred() && queue == q) {
+    queue = nullptr;  // an inner processing: the outer one releases it
+  }
 }
 
 void qvsvSetHandlesInErrorQueueLastDiagnostic(const double* handles, int count, qvsvDiagnosticImpl*& queue) {

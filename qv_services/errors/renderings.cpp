@@ -1,9 +1,11 @@
 // The plain, formatted and HTML renderings.
 #include "qv_services/renderings.hpp"
 
+#include <algorithm>
 #include <cstring>
 
 #include "qv_services/conversions.hpp"
+#include "qv_services/errors/cause_walk.hpp"
 #include "qv_services/feature/detail/tested_allocation.hpp"
 #include "qv_services/wide_string.hpp"
 #include "qv_services/xml_form.hpp"
@@ -13,31 +15,47 @@ namespace {
 
 constexpr const char* kWrapperId = "Tessel:TException:MultipleErrors";
 
-void renderPlain(std::string& out, qvsvDiagnosticImpl* diag, const std::string& indent) {
-  if (diag == nullptr) return;
-  for (const qvsvDiagnosticItem* item : diag->items()) {
-    out += indent;
+// Blanks for a level of causes; past the reader's limit of nested causes
+// the indentation stops growing, which keeps the text linear in the number
+// of items however deep the chain.
+std::size_t indentOf(std::size_t depth) {
+  return 4 * std::min(depth, static_cast<std::size_t>(kQvsvMaxRestoredCauseDepth));
+}
+
+void renderPlain(std::string& out, const qvsvDiagnosticImpl* diag) {
+  // Sized first: a deep chain renders to a long text, and growing it by
+  // doubling would copy it over and over.
+  std::size_t size = 1;
+  qvsv::detail::WalkItems(diag, [&size](const qvsvDiagnosticItem& item, std::size_t depth) {
+    size += 3 * (indentOf(depth) + 9) + item.identifier.size() + 3 * item.message.size();
+    return true;
+  });
+  out.reserve(out.size() + size);
+  qvsv::detail::WalkItems(diag, [&out](const qvsvDiagnosticItem& item, std::size_t depth) {
+    const std::size_t indent = indentOf(depth);
+    out.append(indent, ' ');
     out += "ID:     ";
-    out += item->identifier;
+    out += item.identifier;
     out += '\n';
-    out += indent;
+    out.append(indent, ' ');
     out += "MSG:    ";
-    out += ConvertUStringToStdString(item->message, true);
+    out += ConvertUStringToStdString(item.message, true);
     out += '\n';
-    if (item->cause != nullptr && !item->cause->isEmpty()) {
-      out += indent;
+    const bool causes = item.cause != nullptr && !item.cause->isEmpty();
+    if (causes) {
+      out.append(indent, ' ');
       out += "CAUSES: \n";
-      renderPlain(out, item->cause, indent + "    ");
     }
-  }
+    return causes;
+  });
 }
 
 // Depth-first, pre-order: every non-wrapper item, each cause after its parent.
 void flatten(std::vector<const qvsvDiagnosticItem*>& flat, const qvsvDiagnosticImpl* diag) {
-  for (const qvsvDiagnosticItem* item : diag->items()) {
-    if (item->identifier != kWrapperId) flat.push_back(item);
-    if (item->cause != nullptr) flatten(flat, item->cause);
-  }
+  qvsv::detail::WalkItems(diag, [&flat](const qvsvDiagnosticItem& item, std::size_t) {
+    if (item.identifier != kWrapperId) flat.push_back(&item);
+    return true;
+  });
 }
 
 bool isBlank(char16_t c) { return c == u' '; }
@@ -126,25 +144,56 @@ void appendEscaped(std::u16string& out, const std::u16string& text) {
   }
 }
 
-void renderHtml(std::u16string& out, const qvsvDiagnosticImpl* diag, bool strip, bool top) {
+// Iterative, with a stack of open lists, for chains of any depth. A wrapper
+// item ends its list at once: its causes are written in the list's place,
+// and neither the rest of the list nor the list's closing tag follows.
+void renderHtml(std::u16string& out, const qvsvDiagnosticImpl* diag, bool strip) {
   static const std::u16string kListOpen = u"<ul type=\"square\" style=\"padding-left:15px\">";
-  if (diag == nullptr || diag->isEmpty()) return;
-  if (!top) out += kListOpen;
-  for (const qvsvDiagnosticItem* item : diag->items()) {
-    if (item->identifier == kWrapperId) {
-      // Deliberately stops here: the rest of this list, and its closing tag, are not written.
-      renderHtml(out, item->cause, strip, top);
-      return;
+  struct List {
+    qvsvDiagnosticImpl::ItemList::const_iterator next;
+    qvsvDiagnosticImpl::ItemList::const_iterator end;
+    bool top;
+  };
+  std::vector<List> lists;
+  // Opens the list of d; false (and nothing written) for a null or empty one.
+  auto open = [&](const qvsvDiagnosticImpl* d, bool top) {
+    if (d == nullptr || d->isEmpty()) return false;
+    if (!top) out += kListOpen;
+    lists.push_back({d->items().begin(), d->items().end(), top});
+    return true;
+  };
+  // Back from a nested list: the item whose causes it held is complete.
+  auto closeParentItem = [&] {
+    if (lists.empty()) return;
+    List& parent = lists.back();
+    out += parent.top ? u"</p>" : u"</li>";
+    ++parent.next;
+  };
+  open(diag, true);
+  while (!lists.empty()) {
+    List& list = lists.back();
+    if (list.next == list.end) {
+      if (!list.top) out += u"</ul>";
+      lists.pop_back();
+      closeParentItem();
+      continue;
     }
-    out += top ? u"<p>" : u"<li>";
+    const qvsvDiagnosticItem* item = *list.next;
+    if (item->identifier == kWrapperId) {
+      const bool top = list.top;
+      lists.pop_back();  // deliberately ended here, without its closing tag
+      if (!open(item->cause, top)) closeParentItem();
+      continue;
+    }
+    out += list.top ? u"<p>" : u"<li>";
     appendEscaped(out, strip ? qvsv::removeHotLinks(item->message) : item->message);
     if (item->cause != nullptr) {
       out += causedByText();
-      renderHtml(out, item->cause, strip, false);
+      if (open(item->cause, false)) continue;
     }
-    out += top ? u"</p>" : u"</li>";
+    out += list.top ? u"</p>" : u"</li>";
+    ++list.next;
   }
-  if (!top) out += u"</ul>";
 }
 
 }  // namespace
@@ -155,7 +204,7 @@ std::string qvsvSerializeDiagnosticAsString(qvsvDiagnosticImpl*& diag, int forma
 
 std::string qvsvSerializeDiagnosticAsPlainString(qvsvDiagnosticImpl*& diag) {
   std::string out;
-  renderPlain(out, diag, std::string());
+  renderPlain(out, diag);
   out += '\n';
   qvsvDiscardDiagnostic(diag);
   return out;
@@ -183,7 +232,7 @@ char* qvsvSerializeToFormattedStringCreate(qvsvDiagnosticImpl* diag, bool stripH
 
 std::u16string qvsvSerializeToHTMLCreate(qvsvDiagnosticImpl* diag, bool stripHotlinks) {
   std::u16string out;
-  renderHtml(out, diag, stripHotlinks, true);
+  renderHtml(out, diag, stripHotlinks);
   return out;
 }
 

@@ -41,7 +41,8 @@ void display(qvsvDiagnosticImpl* diag, qvsvDiagnosticListenerContext context, co
 }
 
 void handOverAllHandles(qvsvDiagnosticImpl* diag) {
-  for (qvsvDiagnosticItem* item : diag->items()) diag->handOverHandles(item);
+  // Moved past each item before its callback runs, which may take it out.
+  for (auto it = diag->items().begin(); it != diag->items().end();) diag->handOverHandles(*it++);
 }
 
 // Always consumes diag. Unfiltered warnings (high priority) skip the warn-once filters.

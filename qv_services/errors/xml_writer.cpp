@@ -3,54 +3,67 @@
 
 #include "qv_services/conversions.hpp"
 #include "qv_services/diagnostic_creation.hpp"
+#include "qv_services/errors/cause_walk.hpp"
 #include "qv_services/feature/detail/tested_allocation.hpp"
 #include "qv_services/xml_form.hpp"
 #include "tessel/ut.hpp"
 
 namespace {
 
-const std::string kStep = "    ";
+// Items nested deeper than the reader accepts are left out (with their
+// causes), so that every document written reads back.
+bool writesCausesAt(std::size_t depth) { return depth < static_cast<std::size_t>(kQvsvMaxRestoredCauseDepth); }
+
+bool hasCauses(const qvsvDiagnosticItem& item) { return item.cause != nullptr && !item.cause->isEmpty(); }
 
 // A close upper estimate of the text a writer produces, so that the output
 // grows once instead of doubling its way up through large documents.
 // perItem covers the fixed text of an item, messageFactor its message (the
 // message form writes base64 of UTF-16: 8 characters per 3 code units).
-std::size_t estimatedSize(const qvsvDiagnosticImpl* diag, std::size_t perItem, std::size_t messageFactor,
-                          std::size_t depth) {
-  if (diag == nullptr) return 0;
+std::size_t estimatedSize(const qvsvDiagnosticImpl* diag, std::size_t perItem, std::size_t messageFactor) {
   std::size_t size = 0;
-  for (const qvsvDiagnosticItem* item : diag->items()) {
-    size += perItem + item->identifier.size() + 6 * 4 * depth + messageFactor * (item->message.size() + 2);
-    if (item->cause != nullptr) size += 40 + 8 * depth + estimatedSize(item->cause, perItem, messageFactor, depth + 1);
-  }
+  qvsv::detail::WalkItems(diag, [&](const qvsvDiagnosticItem& item, std::size_t depth) {
+    size += perItem + item.identifier.size() + 6 * 4 * depth + messageFactor * (item.message.size() + 2);
+    const bool descend = hasCauses(item) && writesCausesAt(depth);
+    if (descend) size += 40 + 8 * depth;
+    return descend;
+  });
   return size;
 }
 
-void writeMessageItems(std::string& out, qvsvDiagnosticImpl* diag, const std::string& indent) {
-  if (diag == nullptr) return;
-  for (const qvsvDiagnosticItem* item : diag->items()) {
-    out += indent;
-    out += "<diag id=\"";
-    out += item->identifier;
-    out += "\">\n";
-    out += indent;
-    out += "<msg encoded=\"yes\">\n";
-    out += indent;
-    out += "    <![CDATA[";
-    out += EncodeBase64FromUChars(item->message);
-    out += "]]>\n";
-    out += indent;
-    out += "</msg>\n";
-    if (item->cause != nullptr && !item->cause->isEmpty()) {
-      out += indent;
-      out += "<causes>\n";
-      writeMessageItems(out, item->cause, indent + kStep);
-      out += indent;
-      out += "</causes>\n";
-    }
-    out += indent;
-    out += "</diag>\n";
-  }
+void writeMessageItems(std::string& out, const qvsvDiagnosticImpl* diag) {
+  qvsv::detail::WalkItems(
+      diag,
+      [&out](const qvsvDiagnosticItem& item, std::size_t depth) {
+        const std::size_t indent = 4 * depth;
+        out.append(indent, ' ');
+        out += "<diag id=\"";
+        out += item.identifier;
+        out += "\">\n";
+        out.append(indent, ' ');
+        out += "<msg encoded=\"yes\">\n";
+        out.append(indent, ' ');
+        out += "    <![CDATA[";
+        out += EncodeBase64FromUChars(item.message);
+        out += "]]>\n";
+        out.append(indent, ' ');
+        out += "</msg>\n";
+        const bool descend = hasCauses(item) && writesCausesAt(depth);
+        if (descend) {
+          out.append(indent, ' ');
+          out += "<causes>\n";
+        }
+        return descend;
+      },
+      [&out](const qvsvDiagnosticItem&, std::size_t depth, bool walkedIn) {
+        const std::size_t indent = 4 * depth;
+        if (walkedIn) {
+          out.append(indent, ' ');
+          out += "</causes>\n";
+        }
+        out.append(indent, ' ');
+        out += "</diag>\n";
+      });
 }
 
 // One argument as written: kind 0 numeric, 1 encoded wide text, 2 narrow
@@ -123,34 +136,41 @@ class ArgumentRecords {
 };
 
 // Every item is written with the same records: those of the diagnostic's last item.
-void writeArgumentItems(std::string& out, qvsvDiagnosticImpl* diag, const std::string& indent,
-                        const ArgumentRecords& records) {
-  if (diag == nullptr) return;
-  for (const qvsvDiagnosticItem* item : diag->items()) {
-    out += indent;
-    out += "<diag id=\"";
-    out += item->identifier;
-    out += "\">";
-    records.write(out, indent);
-    if (item->cause != nullptr && !item->cause->isEmpty()) {
-      out += indent;
-      out += "<causes>\n";
-      writeArgumentItems(out, item->cause, indent + kStep, records);
-      out += indent;
-      out += "</causes>\n";
-    }
-    out += indent;
-    out += "</diag>\n";
-  }
+void writeArgumentItems(std::string& out, const qvsvDiagnosticImpl* diag, const ArgumentRecords& records) {
+  qvsv::detail::WalkItems(
+      diag,
+      [&](const qvsvDiagnosticItem& item, std::size_t depth) {
+        const std::string indent(4 * depth, ' ');
+        out += indent;
+        out += "<diag id=\"";
+        out += item.identifier;
+        out += "\">";
+        records.write(out, indent);
+        const bool descend = hasCauses(item) && writesCausesAt(depth);
+        if (descend) {
+          out += indent;
+          out += "<causes>\n";
+        }
+        return descend;
+      },
+      [&out](const qvsvDiagnosticItem&, std::size_t depth, bool walkedIn) {
+        const std::size_t indent = 4 * depth;
+        if (walkedIn) {
+          out.append(indent, ' ');
+          out += "</causes>\n";
+        }
+        out.append(indent, ' ');
+        out += "</diag>\n";
+      });
 }
 
 }  // namespace
 
 std::string qvsvSerializeDiagnosticAsXMLString(qvsvDiagnosticImpl*& diag) {
   std::string out;
-  out.reserve(32 + estimatedSize(diag, 80, 3, 0));
+  out.reserve(32 + estimatedSize(diag, 80, 3));
   out += "<diag_root>\n";
-  writeMessageItems(out, diag, std::string());
+  writeMessageItems(out, diag);
   out += "</diag_root>\n";
   qvsvDiscardDiagnostic(diag);
   return out;
@@ -164,9 +184,9 @@ std::string qvsvSerializeDiagnosticAsXMLStringWithArguments(qvsvDiagnosticImpl*&
                                                             const qvsvArgumentVector& arguments) {
   const ArgumentRecords records(arguments);
   std::string out;
-  out.reserve(32 + estimatedSize(diag, 60 + records.size(), 0, 0));
+  out.reserve(32 + estimatedSize(diag, 60 + records.size(), 0));
   out += "<diag_root>";
-  writeArgumentItems(out, diag, std::string(), records);
+  writeArgumentItems(out, diag, records);
   out += "</diag_root>";
   return out;
 }

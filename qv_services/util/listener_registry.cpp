@@ -5,37 +5,13 @@
 #include <algorithm>
 
 #include "qv_services/diagnostic_creation.hpp"
+#include "qv_services/errors/diagnostic_state.hpp"
 
 namespace qvsv::detail {
 
 ListenerRegistry& Listeners() {
   static ListenerRegistry* registry = new ListenerRegistry;
   return *registry;
-}
-
-util::DiagnosticCallback SwapDiagnosticCallback(const std::string& name, util::DiagnosticCallback fn) {
-  auto& callbacks = Listeners().callbacks;
-  util::DiagnosticCallback previous;
-  const auto it = callbacks.find(name);
-  if (it != callbacks.end()) {
-    previous = std::move(it->second);
-    callbacks.erase(it);
-  }
-  if (fn) callbacks.emplace(name, std::move(fn));
-  return previous;
-}
-
-util::IDDiagnosticCallback SwapIDDiagnosticCallback(const std::string& name, void* owner,
-                                                    util::IDDiagnosticCallback fn) {
-  auto& callbacks = Listeners().idCallbacks;
-  util::IDDiagnosticCallback previous;
-  const auto it = callbacks.find({name, owner});
-  if (it != callbacks.end()) {
-    previous = std::move(it->second);
-    callbacks.erase(it);
-  }
-  if (fn) callbacks.emplace(std::make_pair(name, owner), std::move(fn));
-  return previous;
 }
 
 namespace {
@@ -45,13 +21,11 @@ bool listsIdentifier(qvsvDiagnosticImpl* diag, const std::string& identifier) {
                      [&](const qvsvDiagnosticItem* item) { return item->identifier == identifier; });
 }
 
-std::shared_ptr<resource_core::BaseMsgID> identifierOf(const qvsvDiagnosticItem* item, qvsvDiagnosticImpl* diag) {
+std::shared_ptr<resource_core::BaseMsgID> identifierOf(const qvsvDiagnosticItem* item) {
   const auto colon = item->identifier.rfind(':');
   std::string catalog = colon == std::string::npos ? std::string() : item->identifier.substr(0, colon);
   std::string key = colon == std::string::npos ? item->identifier : item->identifier.substr(colon + 1);
-  qvsvArgumentVector arguments;
-  if (item == diag->lastItem()) arguments = qvsvGetArgumentsFromLastDiagnostic(diag);
-  return std::make_shared<MutableBaseMsgID>(std::move(catalog), std::move(key), std::move(arguments));
+  return std::make_shared<MutableBaseMsgID>(std::move(catalog), std::move(key), ArgumentsOf(item));
 }
 
 }  // namespace
@@ -83,7 +57,7 @@ void CountAndAnnounce(qvsvDiagnosticImpl* diag) {
          it = registry.idCallbacks.upper_bound(key)) {
       key = it->first;
       util::IDDiagnosticCallback fn = it->second;
-      std::shared_ptr<resource_core::BaseMsgID> id = identifierOf(item, diag);
+      std::shared_ptr<resource_core::BaseMsgID> id = identifierOf(item);
       fn(id, key.second);
     }
   }

@@ -30,12 +30,6 @@ struct ListenerRegistry {
 
 ListenerRegistry& Listeners();
 
-// Replaces the callback registered under name (an empty fn removes it) and
-// returns the one it replaced; used by the scoped listeners to nest.
-util::DiagnosticCallback SwapDiagnosticCallback(const std::string& name, util::DiagnosticCallback fn);
-util::IDDiagnosticCallback SwapIDDiagnosticCallback(const std::string& name, void* owner,
-                                                    util::IDDiagnosticCallback fn);
-
 // --- Steps of the reporting path. ---
 // False when a warn-once filter has already let this warning through.
 bool PassesWarnOnceFilters(qvsvDiagnosticImpl* diag);

@@ -190,7 +190,7 @@ TEST_F(ReportingPath, IdentifierCallbacksHearEveryTopLevelItemWithTheirOwner) {
   qvsvUnRegisterIDDiagnosticCallback("ids", nullptr);
 }
 
-TEST_F(ReportingPath, ScopedListenersCountAndNestPerName) {
+TEST_F(ReportingPath, ScopedListenersCountAndAScopeOfATakenNameHearsNothing) {
   unsigned outerSeen = 0;
   {
     qvsv::util::ScopedDiagnosticListener outer("scope", [&](qvsvDiagnosticImpl*&) { ++outerSeen; });
@@ -205,14 +205,14 @@ TEST_F(ReportingPath, ScopedListenersCountAndNestPerName) {
       qvsv::util::ScopedDiagnosticListener inner("scope", [](qvsvDiagnosticImpl*&) {});
       qvsvDiagnosticImpl* diag = make("A:b");
       qvsvReportAsError(diag);
-      EXPECT_EQ(inner.counter(), 1u);
-      EXPECT_EQ(outer.counter(), 0u) << "the innermost scope of a name receives";
+      EXPECT_EQ(inner.counter(), 0u) << "the name is taken: the inner scope is refused";
+      EXPECT_EQ(outer.counter(), 1u);
     }
     qvsvDiagnosticImpl* diag = make("A:b");
     qvsvReportAsError(diag);
-    EXPECT_EQ(outer.counter(), 1u) << "the outer scope is registered again";
+    EXPECT_EQ(outer.counter(), 2u) << "the refused scope's end leaves the outer registration alone";
   }
-  EXPECT_EQ(outerSeen, 4u);
+  EXPECT_EQ(outerSeen, 5u);
   EXPECT_TRUE(qvsvRegisterDiagnosticCallback("scope", [](qvsvDiagnosticImpl*&) {})) << "unregistered at the end";
   qvsvUnRegisterDiagnosticCallback("scope");
 }

@@ -1,0 +1,130 @@
+// Cause chains far deeper than any stack: every walk over causes (release,
+// duplication, renderings, writers, reporting, the pool's clearing) must
+// finish. The depth is not scaled down under the sanitizers, whose larger
+// frames would only make a recursive walk fail sooner.
+#include <algorithm>
+#include <string>
+
+#include "qv_services/renderings.hpp"
+#include "qv_services/reporting.hpp"
+#include "qv_services/xml_form.hpp"
+#include "tessel/console.hpp"
+#include "tests/errors/diagnostics_fixture.hpp"
+
+namespace {
+
+using qvsv::test::DiagnosticsTest;
+
+constexpr std::size_t kDepth = 100000;
+
+class DeepCauses : public DiagnosticsTest {
+ protected:
+  // "Deep:0" caused by "Deep:1" caused by ... "Deep:<depth>"; each message is its identifier.
+  static qvsvDiagnosticImpl* chain(std::size_t depth) {
+    auto node = [](std::size_t i) {
+      const std::string id = "Deep:" + std::to_string(i);
+      return make(id.c_str(), std::u16string(id.begin(), id.end()));
+    };
+    qvsvDiagnosticImpl* inner = node(depth);
+    for (std::size_t i = depth; i-- > 0;) {
+      qvsvDiagnosticImpl* outer = node(i);
+      qvsvAddCauseToLastDiagnosticItem(outer, inner);
+      EXPECT_EQ(inner, nullptr);
+      inner = outer;
+    }
+    return inner;
+  }
+
+  // Levels of causes below the first item, following first items.
+  static std::size_t depthOf(qvsvDiagnosticImpl* diag) {
+    std::size_t depth = 0;
+    for (qvsvDiagnosticImpl* d = qvsvGetCauseFromDiagnosticItem(diag, 0); d != nullptr;
+         d = qvsvGetCauseFromDiagnosticItem(d, 0)) {
+      ++depth;
+    }
+    return depth;
+  }
+
+  // Blanks in front of the "ID:" line of level i of a plain rendering.
+  static std::size_t indentOf(const std::string& plain, std::size_t i) {
+    const std::size_t at = plain.find("ID:     Deep:" + std::to_string(i) + "\n");
+    if (at == std::string::npos) return std::string::npos;
+    const std::size_t lineStart = plain.rfind('\n', at) + 1;
+    return plain.find_first_not_of(' ', lineStart) == at ? at - lineStart : std::string::npos;
+  }
+
+  static std::size_t count(const std::string& text, const std::string& what) {
+    std::size_t n = 0;
+    for (std::size_t at = text.find(what); at != std::string::npos; at = text.find(what, at + what.size())) ++n;
+    return n;
+  }
+};
+
+TEST_F(DeepCauses, ReleaseAndPoolClearingFinish) {
+  qvsvDiagnosticImpl* diag = chain(kDepth);
+  qvsvDiscardDiagnostic(diag);
+  EXPECT_EQ(diag, nullptr);
+  static_cast<void>(chain(kDepth));  // left to the pool
+  qvsvClearDiagnosticQueuePool();  // every level goes; the fixture checks that nothing is left
+}
+
+TEST_F(DeepCauses, DuplicateCopiesEveryLevel) {
+  qvsvDiagnosticImpl* diag = chain(kDepth);
+  qvsvDiagnosticImpl* copy = qvsvDuplicateDiagnostic(diag);
+  EXPECT_EQ(depthOf(copy), kDepth);
+  qvsvDiscardDiagnostic(diag);
+  EXPECT_EQ(depthOf(copy), kDepth) << "the copy shares nothing with the original";
+  qvsvDiscardDiagnostic(copy);
+}
+
+TEST_F(DeepCauses, FormattedAndHtmlRenderEveryLevel) {
+  qvsvDiagnosticImpl* diag = chain(kDepth);
+  const std::u16string formatted = qvsvSerializeToFormattedUStringCreate(diag, false, u"");
+  EXPECT_EQ(static_cast<std::size_t>(std::count(formatted.begin(), formatted.end(), u'\n')), kDepth);
+  EXPECT_EQ(formatted.substr(formatted.rfind(u'\n') + 1), u"Deep:100000");
+
+  const std::u16string html16 = qvsvSerializeToHTMLCreate(diag, false);
+  const std::string html(html16.begin(), html16.end());
+  EXPECT_EQ(count(html, "<ul"), kDepth);
+  EXPECT_EQ(count(html, "</ul>"), kDepth);
+  EXPECT_EQ(html.rfind("<p>Deep:0", 0), 0u);
+  EXPECT_EQ(html.substr(html.size() - 14), "</li></ul></p>");
+  qvsvDiscardDiagnostic(diag);
+}
+
+TEST_F(DeepCauses, PlainRenderingWritesEveryLevelIndentedNoDeeperThanTheLimit) {
+  qvsvDiagnosticImpl* diag = chain(kDepth);
+  const std::string plain = qvsvSerializeDiagnosticAsPlainString(diag);
+  EXPECT_EQ(diag, nullptr);
+  EXPECT_EQ(count(plain, "ID:     "), kDepth + 1);
+  const std::size_t limit = kQvsvMaxRestoredCauseDepth;
+  EXPECT_EQ(indentOf(plain, limit - 1), 4 * (limit - 1));
+  EXPECT_EQ(indentOf(plain, limit), 4 * limit);
+  EXPECT_EQ(indentOf(plain, kDepth), 4 * limit) << "deeper levels keep the indentation of the limit";
+}
+
+TEST_F(DeepCauses, WritersStopAtTheReadersLimitSoEveryDocumentReadsBack) {
+  for (const bool argumentForm : {false, true}) {
+    SCOPED_TRACE(argumentForm ? "argument form" : "message form");
+    qvsvDiagnosticImpl* diag = chain(kDepth);
+    const std::string xml =
+        argumentForm ? qvsvSerializeDiagnosticAsXMLStringWithArguments(diag) : qvsvSerializeDiagnosticAsXMLString(diag);
+    qvsvDiscardDiagnostic(diag);
+    EXPECT_EQ(count(xml, "<causes>"), static_cast<std::size_t>(kQvsvMaxRestoredCauseDepth));
+    qvsvDiagnosticImpl* restored = qvsvRestoreDiagnosticFromXMLFragment(xml.c_str());
+    ASSERT_NE(restored, nullptr);
+    EXPECT_EQ(qvsvGetFirstErrorIdentifier(restored), std::string("Deep:0"));
+    EXPECT_EQ(depthOf(restored), static_cast<std::size_t>(kQvsvMaxRestoredCauseDepth));
+    qvsvDiscardDiagnostic(restored);
+  }
+}
+
+TEST_F(DeepCauses, ReportingADeepChainShowsEveryLevel) {
+  tessel::ConsoleCapture console;
+  qvsvDiagnosticImpl* diag = chain(kDepth);
+  qvsvReportAsError(diag);
+  EXPECT_EQ(diag, nullptr);
+  EXPECT_EQ(count(console.text(), "Deep:"), kDepth + 1) << "every level's message";
+}
+
+}  // namespace
