@@ -224,6 +224,7 @@ class FormReader {
         const std::string causesPath = place(kFieldCauses).subPath();
         fieldNumbers(causes, causesPath, {}, {"identifier", "message"});
         item->cause = qvsvObtainDiagnostic();
+        item->cause->setCauseOf(item.get());
         work.push_back(Pending{causes, item->cause, at.depth + 1, causesPath});
       }
       at.diag->appendWithoutLimit(item.get());

@@ -148,6 +148,7 @@ class FormReader {
                         "causes nested deeper than " + std::to_string(kQvsvMaxRestoredCauseDepth) + " levels"};
       }
       item->cause = items(*causes, path + ".causes", depth + 1).release();
+      if (item->cause != nullptr) item->cause->setCauseOf(item.get());
     }
     return item;
   }
