@@ -5,6 +5,7 @@
 #include "qv_services/conversions.hpp"
 #include "qv_services/diagnostic.hpp"
 #include "qv_services/diagnostic_creation.hpp"
+#include "qv_services/encodings.hpp"
 #include "qv_services/enum_table.hpp"
 #include "qv_services/error_queue.hpp"
 #include "qv_services/except.hpp"

@@ -1,5 +1,5 @@
-// UTF-8 <-> UTF-16 with one treatment of ill-formed input, and the escaping
-// conversion to ASCII.
+// UTF-8 <-> UTF-16 with one treatment of ill-formed input; the escaping
+// conversion of NUL-terminated text (the styles are in escaping.cpp).
 #include "qv_services/conversions.hpp"
 
 #include <cstdint>
@@ -140,23 +140,9 @@ std::string ConvertUStringToStdString(const char16_t* text, bool substitute) {
 }
 
 std::string ConvertUStringWithEscaping(const char16_t* text, bool escape, int style) {
-  if (escape && style != kQvsvEscapeStyleAscii) {
-    throw std::invalid_argument("unsupported escaping style " + std::to_string(style));
-  }
+  // An unknown style is refused even for a null text, so that a wrong style shows at once.
+  if (escape) (void)qvsvEscapeStyleName(style);
   if (text == nullptr) return std::string();
   if (!escape) return ConvertUStringToStdString(text, true);
-  static const char kHex[] = "0123456789ABCDEF";
-  std::string out;
-  forEachCodePoint(std::u16string_view(text), [&](char32_t cp, bool, std::size_t) {
-    if (cp == u'\\') {
-      out += "\\\\";
-    } else if (cp >= 0x20 && cp <= 0x7E) {
-      out.push_back(static_cast<char>(cp));
-    } else {
-      const int digits = cp > 0xFFFF ? 8 : 4;
-      out += digits == 8 ? "\\U" : "\\u";
-      for (int shift = (digits - 1) * 4; shift >= 0; shift -= 4) out.push_back(kHex[(cp >> shift) & 0xF]);
-    }
-  });
-  return out;
+  return ConvertUStringWithEscaping(std::u16string_view(text), style);
 }

@@ -1,0 +1,166 @@
+#include <gtest/gtest.h>
+
+#include <random>
+#include <regex>
+#include <stdexcept>
+#include <string>
+
+#include "qv_services/conversions.hpp"
+#include "qv_services/encodings.hpp"
+#include "tessel/foundation.hpp"
+#include "tests/support/test_support.hpp"
+
+namespace {
+
+// The offset named by an ill-formed-input error, or -1 when nothing was thrown.
+template <typename Fn>
+long thrownOffset(Fn fn) {
+  try {
+    fn();
+  } catch (const std::invalid_argument& e) {
+    std::smatch m;
+    const std::string what = e.what();
+    if (std::regex_search(what, m, std::regex("at offset (\\d+)"))) return std::stol(m[1]);
+    ADD_FAILURE() << "no offset in: " << what;
+  }
+  return -1;
+}
+
+// --- UTF-8 through ICU follows the library's own rule exactly.
+
+struct IllFormedRow {
+  const char* name;
+  std::string bytes;
+  std::u16string substituted;
+  long firstBad;
+};
+
+class EncodingsIllFormedUtf8 : public ::testing::TestWithParam<IllFormedRow> {};
+
+TEST_P(EncodingsIllFormedUtf8, EachMaximalSubpartBecomesOneReplacement) {
+  const IllFormedRow& row = GetParam();
+  EXPECT_EQ(ConvertNarrowToUString(row.bytes, "UTF-8"), row.substituted);
+  EXPECT_EQ(thrownOffset([&] { (void)ConvertNarrowToUString(row.bytes, "UTF-8", false); }), row.firstBad);
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Encodings, EncodingsIllFormedUtf8,
+    ::testing::Values(IllFormedRow{"lone_continuation", "a\x80z", u"a\uFFFDz", 1},
+                      IllFormedRow{"truncated_at_end", "ab\xE2\x82", u"ab\uFFFD", 2},
+                      IllFormedRow{"truncated_before_ascii", "\xE2\x28\xA1", u"\uFFFD(\uFFFD", 0},
+                      IllFormedRow{"overlong_two_byte", "\xC0\xAF", u"\uFFFD\uFFFD", 0},
+                      IllFormedRow{"overlong_three_byte", "x\xE0\x80\xAF", u"x\uFFFD\uFFFD\uFFFD", 1},
+                      IllFormedRow{"encoded_surrogate", "\xED\xA0\x80", u"\uFFFD\uFFFD\uFFFD", 0},
+                      IllFormedRow{"above_max", "\xF4\x90\x80\x80", u"\uFFFD\uFFFD\uFFFD\uFFFD", 0},
+                      IllFormedRow{"truncated_four_byte", "\xF0\x9F\x98!", u"\uFFFD!", 0},
+                      IllFormedRow{"invalid_bytes", "ok\xFE\xFF", u"ok\uFFFD\uFFFD", 2}),
+    qvsv::test::RowName());
+
+TEST(Encodings, Utf8AgreesWithTheLibrarysOwnConversionOnRandomInput) {
+  std::mt19937 rng(5);
+  const unsigned char interesting[] = {0x00, 0x41, 0x7F, 0x80, 0xBF, 0xC0, 0xC2, 0xDF, 0xE0, 0xED, 0xEF,
+                                       0xF0, 0xF4, 0xF5, 0xFF, 0xA0, 0x9F, 0x90, 0x8F};
+  for (std::size_t i = 0, n = qvsv::test::Scaled(20000); i < n; ++i) {
+    std::string bytes(rng() % 10, '\0');
+    for (char& c : bytes) c = static_cast<char>(rng() % 2 ? interesting[rng() % std::size(interesting)] : rng());
+    ASSERT_EQ(ConvertNarrowToUString(bytes, "UTF-8"), ConvertStdStringToUString(bytes));
+    ASSERT_EQ(thrownOffset([&] { (void)ConvertNarrowToUString(bytes, "utf8", false); }),
+              thrownOffset([&] { (void)ConvertStdStringToUString(bytes, false); }));
+
+    std::u16string units(rng() % 8, u'\0');
+    for (char16_t& u : units) u = static_cast<char16_t>(rng() % 3 ? 0xD7F0 + rng() % 0x820 : rng());
+    ASSERT_EQ(ConvertUStringToNarrow(units, "UTF-8"), ConvertUStringToStdString(units));
+    ASSERT_EQ(thrownOffset([&] { (void)ConvertUStringToNarrow(units, "UTF-8", false); }),
+              thrownOffset([&] { (void)ConvertUStringToStdString(units, false); }));
+  }
+}
+
+// --- Latin-1.
+
+TEST(Encodings, Latin1HoldsExactlyTheFirst256CodePoints) {
+  std::string bytes;
+  std::u16string text;
+  for (int b = 0; b < 256; ++b) {
+    bytes.push_back(static_cast<char>(b));
+    text.push_back(static_cast<char16_t>(b));
+  }
+  EXPECT_EQ(ConvertNarrowToUString(bytes, "ISO-8859-1", false), text);
+  EXPECT_EQ(ConvertUStringToNarrow(text, "latin1", false), bytes);
+}
+
+TEST(Encodings, Latin1WritesWhatItCannotHoldAsQuestionMarksOrNamesTheOffset) {
+  const std::u16string text = {u'5', u' ', 0x20AC, u'x', 0xD83D, 0xDE00, 0xDC00, 0x0100};
+  EXPECT_EQ(ConvertUStringToNarrow(text, "latin1"), "5 ?x???");
+  EXPECT_EQ(thrownOffset([&] { (void)ConvertUStringToNarrow(text, "latin1", false); }), 2);
+  EXPECT_EQ(thrownOffset([&] { (void)ConvertUStringToNarrow(std::u16string{u'a', 0xDC00}, "latin1", false); }), 1);
+  try {
+    (void)ConvertUStringToNarrow(text, "latin1", false);
+  } catch (const std::invalid_argument& e) {
+    EXPECT_NE(std::string(e.what()).find("ISO-8859-1"), std::string::npos) << e.what();
+  }
+}
+
+// --- The host's locale encoding.
+
+struct LocaleRow {
+  const char* name;
+  const char* locale;
+  const char* encoding;
+  std::u16string text;
+  std::string bytes;
+};
+
+class EncodingsLocale : public ::testing::TestWithParam<LocaleRow> {};
+
+TEST_P(EncodingsLocale, FollowsTheCodesetOfTheGlobalLocaleName) {
+  tessel::ScopedGlobalLocale locale(GetParam().locale);
+  EXPECT_EQ(qvsvLocaleEncodingName(), GetParam().encoding);
+  EXPECT_EQ(ConvertUStringToNarrow(GetParam().text, "locale", false), GetParam().bytes);
+  EXPECT_EQ(ConvertNarrowToUString(GetParam().bytes, "LOCALE", false), GetParam().text);
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Encodings, EncodingsLocale,
+    ::testing::Values(LocaleRow{"no_codeset_is_utf8", "de_DE", "UTF-8", u"\u20AC", "\xE2\x82\xAC"},
+                      LocaleRow{"latin9", "de_DE.ISO-8859-15", "ISO-8859-15", u"\u20AC\u00E9", "\xA4\xE9"},
+                      LocaleRow{"modifier_is_not_part_of_the_codeset", "de_DE.UTF-8@euro", "UTF-8", u"\u00E9",
+                                "\xC3\xA9"},
+                      LocaleRow{"windows_code_page", "de_DE.windows-1252", "windows-1252", u"\u20AC", "\x80"}),
+    qvsv::test::RowName());
+
+TEST(Encodings, LocaleWithAnUnknownCodesetIsNamedInTheError) {
+  tessel::ScopedGlobalLocale locale("de_DE.NOPE");
+  try {
+    (void)ConvertUStringToNarrow(u"x", "locale");
+    FAIL() << "no exception";
+  } catch (const std::invalid_argument& e) {
+    EXPECT_NE(std::string(e.what()).find("'de_DE.NOPE' names the encoding 'NOPE'"), std::string::npos) << e.what();
+  }
+}
+
+// --- Names.
+
+TEST(Encodings, NamesAreMatchedLooselyAndUnknownOnesAreNamed) {
+  EXPECT_EQ(qvsvCanonicalEncodingName("utf8"), "UTF-8");
+  EXPECT_EQ(qvsvCanonicalEncodingName("ISO_8859-1"), "ISO-8859-1");
+  EXPECT_EQ(qvsvCanonicalEncodingName("LATIN1"), "ISO-8859-1");
+  for (const char* bad : {"rot13", ""}) {
+    try {
+      (void)ConvertNarrowToUString("x", bad);
+      FAIL() << "no exception for '" << bad << "'";
+    } catch (const std::invalid_argument& e) {
+      EXPECT_EQ(std::string(e.what()), "'" + std::string(bad) + "' is not a known encoding");
+    }
+  }
+}
+
+TEST(Encodings, EmbeddedNulsAndLongTextsRoundTripInEveryEncoding) {
+  std::u16string text(u"a\0b\u00E9", 4);
+  while (text.size() < 5000) text += text;  // past the first guess of the output size
+  for (const char* encoding : {"UTF-8", "ISO-8859-1", "UTF-16LE", "windows-1252", "locale"}) {
+    SCOPED_TRACE(encoding);
+    EXPECT_EQ(ConvertNarrowToUString(ConvertUStringToNarrow(text, encoding, false), encoding, false), text);
+  }
+}
+
+}  // namespace
