@@ -88,8 +88,11 @@ void appendHex(std::string& out, char32_t value, int digits, const char* hex) {
 }
 
 void appendUniversal(std::string& out, char32_t cp) {
-  out += cp > 0xFFFF ? "\\U" : "\\u";
-  appendHex(out, cp, cp > 0xFFFF ? 8 : 4, kUpperHex);
+  // Built in place and appended once: in the ASCII-only styles this is the common case.
+  char buffer[10] = {'\\', cp > 0xFFFF ? 'U' : 'u'};
+  const int digits = cp > 0xFFFF ? 8 : 4;
+  for (int i = 0; i < digits; ++i) buffer[2 + i] = kUpperHex[(cp >> ((digits - 1 - i) * 4)) & 0xF];
+  out.append(buffer, 2 + digits);
 }
 
 // --- Escaping, one function per style.
@@ -207,6 +210,17 @@ std::int64_t readHex(std::string_view text, std::size_t at, std::size_t digits) 
   return value;
 }
 
+// Text between escapes: ASCII is copied as it is, anything else read as UTF-8.
+void appendRun(std::u16string& out, std::string_view run) {
+  for (std::size_t i = 0; i < run.size(); ++i) {
+    if (static_cast<unsigned char>(run[i]) >= 0x80) {
+      out += ConvertStdStringToUString(run.substr(i), true);
+      return;
+    }
+    out.push_back(static_cast<char16_t>(run[i]));
+  }
+}
+
 // Walks text, copying runs outside escapes (read as UTF-8) and letting
 // `escape` read each escape that starts with `introducer`; it returns the
 // number of bytes the escape took and appends what it stands for.
@@ -221,11 +235,11 @@ std::u16string unescapeWith(std::string_view text, char introducer, Escape&& esc
       ++i;
       continue;
     }
-    out += ConvertStdStringToUString(text.substr(run, i - run), true);
+    appendRun(out, text.substr(run, i - run));
     i += escape(text, i, out);
     run = i;
   }
-  out += ConvertStdStringToUString(text.substr(run), true);
+  appendRun(out, text.substr(run));
   return out;
 }
 
