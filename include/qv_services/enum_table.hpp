@@ -6,7 +6,8 @@
 //    it enters it by name in the process-wide qvsvEnumTableRegistry,
 //    destroying it removes it; a second table of a name already registered is
 //    not entered (the first stays). Tables are built during static
-//    initialisation and read on any thread; they never change afterwards.
+//    initialisation and never change afterwards; lookups only read them. The
+//    registry and the display texts (the catalogue) belong to the main thread.
 //  - Entries keep their declared order, which is the order of iteration and of
 //    every report. Names are unique, also ignoring case, so that a
 //    case-insensitive lookup is never ambiguous; a value may appear under
@@ -81,7 +82,8 @@ class QVSV_API qvsvEnumTableBase {
 
   // A 1 x N struct array, one element per entry in declared order, with the
   // fields "Name" (character row), "Value" (double scalar) and "DisplayText"
-  // (character row, in the global locale or the one given).
+  // (character row, in the global locale, or in the one given when it is
+  // not empty). A catalogue error propagates before any array is made.
   txArray* getReport() const;
   txArray* getReport(const std::string& locale) const;
 

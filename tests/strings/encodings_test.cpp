@@ -139,6 +139,16 @@ TEST(Encodings, LocaleWithAnUnknownCodesetIsNamedInTheError) {
   }
 }
 
+TEST(Encodings, LocaleEncodingSubstitutesOrNamesWhatItCannotHold) {
+  tessel::ScopedGlobalLocale locale("fr_FR.ISO-8859-15");
+  const std::u16string text = u"1 \u20AC \u00A4";  // Latin-9 put the euro sign where Latin-1 had U+00A4
+  EXPECT_EQ(ConvertUStringToNarrow(text, "locale"), "1 \xA4 ?");
+  EXPECT_EQ(thrownOffset([&] { (void)ConvertUStringToNarrow(text, "locale", false); }), 4);
+  tessel::ScopedGlobalLocale utf8("fr_FR.UTF-8");
+  EXPECT_EQ(ConvertNarrowToUString("1 \xA4", "locale"), u"1 \uFFFD");
+  EXPECT_EQ(thrownOffset([&] { (void)ConvertNarrowToUString("1 \xA4", "locale", false); }), 2);
+}
+
 // --- Names.
 
 TEST(Encodings, NamesAreMatchedLooselyAndUnknownOnesAreNamed) {
