@@ -4,6 +4,7 @@
 #include <string>
 
 #include "qv_services/conversions.hpp"
+#include "qv_services/strings/utf16_walk.hpp"
 
 namespace {
 
@@ -41,47 +42,10 @@ const StyleInfo& styleInfo(int style) {
 
 bool isSurrogate(char32_t cp) { return cp >= 0xD800 && cp <= 0xDFFF; }
 
-// Calls visit(code point) for each code point; an unpaired surrogate comes as itself.
-template <typename Visit>
-void forEachCodePoint(std::u16string_view text, Visit&& visit) {
-  for (std::size_t i = 0; i < text.size(); ++i) {
-    const char16_t u = text[i];
-    if (u >= 0xD800 && u <= 0xDBFF && i + 1 < text.size() && text[i + 1] >= 0xDC00 && text[i + 1] <= 0xDFFF) {
-      visit(0x10000 + ((static_cast<char32_t>(u) - 0xD800) << 10) + (text[i + 1] - 0xDC00));
-      ++i;
-    } else {
-      visit(static_cast<char32_t>(u));
-    }
-  }
-}
+// UTF-8 has no form for a surrogate: the lossy styles write U+FFFD for it.
+void appendUtf8(std::string& out, char32_t cp) { qvsv::detail::AppendUtf8(out, isSurrogate(cp) ? kReplacement : cp); }
 
-void appendUtf8(std::string& out, char32_t cp) {
-  if (isSurrogate(cp)) cp = kReplacement;
-  if (cp < 0x80) {
-    out.push_back(static_cast<char>(cp));
-  } else if (cp < 0x800) {
-    out.push_back(static_cast<char>(0xC0 | (cp >> 6)));
-    out.push_back(static_cast<char>(0x80 | (cp & 0x3F)));
-  } else if (cp < 0x10000) {
-    out.push_back(static_cast<char>(0xE0 | (cp >> 12)));
-    out.push_back(static_cast<char>(0x80 | ((cp >> 6) & 0x3F)));
-    out.push_back(static_cast<char>(0x80 | (cp & 0x3F)));
-  } else {
-    out.push_back(static_cast<char>(0xF0 | (cp >> 18)));
-    out.push_back(static_cast<char>(0x80 | ((cp >> 12) & 0x3F)));
-    out.push_back(static_cast<char>(0x80 | ((cp >> 6) & 0x3F)));
-    out.push_back(static_cast<char>(0x80 | (cp & 0x3F)));
-  }
-}
-
-void appendUtf16(std::u16string& out, char32_t cp) {
-  if (cp >= 0x10000) {
-    out.push_back(static_cast<char16_t>(0xD800 + ((cp - 0x10000) >> 10)));
-    out.push_back(static_cast<char16_t>(0xDC00 + ((cp - 0x10000) & 0x3FF)));
-  } else {
-    out.push_back(static_cast<char16_t>(cp));
-  }
-}
+using qvsv::detail::AppendUtf16;
 
 void appendHex(std::string& out, char32_t value, int digits, const char* hex) {
   for (int shift = (digits - 1) * 4; shift >= 0; shift -= 4) out.push_back(hex[(value >> shift) & 0xF]);
@@ -250,7 +214,7 @@ std::size_t readUniversal(const char* styleName, std::string_view text, std::siz
   const std::int64_t value = readHex(text, at + 2, digits);
   if (value < 0) badEscape(styleName, text, at, 2 + digits, longForm ? "needs 8 hex digits" : "needs 4 hex digits");
   if (value > 0x10FFFF) badEscape(styleName, text, at, 2 + digits, "beyond U+10FFFF");
-  appendUtf16(out, static_cast<char32_t>(value));
+  AppendUtf16(out, static_cast<char32_t>(value));
   return 2 + digits;
 }
 
@@ -361,7 +325,7 @@ std::u16string unescapeXml(std::string_view text) {
       if (value < 0 || value > 0x10FFFF || isSurrogate(static_cast<char32_t>(value))) {
         badEscape("xml", t, at, length, "not a character reference");
       }
-      appendUtf16(out, static_cast<char32_t>(value));
+      AppendUtf16(out, static_cast<char32_t>(value));
       return length;
     }
     badEscape("xml", t, at, length, "unknown entity");
@@ -399,7 +363,7 @@ std::string ConvertUStringWithEscaping(std::u16string_view text, int style) {
   }
   std::string out;
   out.reserve(text.size() + text.size() / 4);
-  forEachCodePoint(text, [&](char32_t cp) { escape(out, cp); });
+  qvsv::detail::ForEachCodePoint(text, [&](char32_t cp, bool, std::size_t) { escape(out, cp); });
   return out;
 }
 

@@ -130,13 +130,6 @@ INSTANTIATE_TEST_SUITE_P(
                    "FloatFormatterTarget."}),
     [](const auto& info) { return std::string(info.param.name); });
 
-TEST_F(EnumTable, UnknownDiagnosticCanBeHadWithoutThrowing) {
-  qvsvDiagnosticImpl* diag = contexts().unknownNameDiagnostic("info");
-  EXPECT_STREQ(qvsvGetIdentifierFromDiagnosticItem(diag, 0), "QV_SERVICES:strings:UnknownEnumName");
-  EXPECT_EQ(qvsvGetArgumentsFromLastDiagnostic(diag).size(), 3u);
-  qvsvDiscardDiagnostic(diag);
-}
-
 TEST_F(EnumTable, ReportListsNamesValuesAndDisplayTextsInDeclaredOrder) {
   tessel::HostCallScope scope;
   const txArray* report = contexts().getReport("de");

@@ -255,10 +255,4 @@ TEST(Escaping, StylesHaveNamesAndUnknownOnesAreNamedInTheError) {
   EXPECT_THROW((void)ConvertUStringWithEscaping(nullptr, true, 0), std::invalid_argument);
 }
 
-TEST(Escaping, NulTerminatedFormStopsAtTheNulInEveryStyle) {
-  for (const int style : kAllStyles) {
-    EXPECT_EQ(ConvertUStringWithEscaping(u"a&\u00E9", true, style), ConvertUStringWithEscaping(std::u16string_view(u"a&\u00E9"), style));
-  }
-}
-
 }  // namespace
