@@ -27,10 +27,8 @@ bool sameNameIgnoringCase(std::string_view a, std::string_view b) {
   return U_SUCCESS(status) && order == 0;
 }
 
-qvsvDiagnosticImpl* stringsDiagnostic(const char* key, qvsvArgumentVector arguments) {
-  const MutableBaseMsgID id(qvsv::detail::kStringsCatalog, key, std::move(arguments));
-  return qvsvCreateDiagnosticFromMessageID(id);
-}
+using qvsv::detail::MakeStringsDiagnostic;
+using qvsv::detail::ThrowStringsDiagnostic;
 
 [[noreturn]] void throwDiagnostic(qvsvDiagnosticImpl* diag) { qvsv::except::ThrowDiagnostic(diag); }
 
@@ -115,12 +113,12 @@ std::string qvsvEnumTableBase::validNames() const {
 }
 
 qvsvDiagnosticImpl* qvsvEnumTableBase::unknownNameDiagnostic(std::string_view name) const {
-  return stringsDiagnostic("UnknownEnumName", {std::string(name), name_, validNames()});
+  return MakeStringsDiagnostic("UnknownEnumName", {std::string(name), name_, validNames()});
 }
 
 qvsvDiagnosticImpl* qvsvEnumTableBase::unknownValueDiagnostic(std::int64_t value) const {
   // As text: the catalogue would group the digits of a number by locale.
-  return stringsDiagnostic("UnknownEnumValue", {std::to_string(value), name_, validNames()});
+  return MakeStringsDiagnostic("UnknownEnumValue", {std::to_string(value), name_, validNames()});
 }
 
 txArray* qvsvEnumTableBase::getReport() const { return getReport(std::string()); }
@@ -155,9 +153,9 @@ const qvsvEnumTableBase::Entry& qvsvEnumTableBase::entryFromHostArray(const txAr
     }
     char text[32];
     std::snprintf(text, sizeof text, "%.17g", number);
-    throwDiagnostic(stringsDiagnostic("UnknownEnumValue", {std::string(text), name_, validNames()}));
+    ThrowStringsDiagnostic("UnknownEnumValue", {std::string(text), name_, validNames()});
   }
-  throwDiagnostic(stringsDiagnostic("EnumBadHostArray", {name_, qvsv::detail::DescribeHostArray(array)}));
+  ThrowStringsDiagnostic("EnumBadHostArray", {name_, qvsv::detail::DescribeHostArray(array)});
 }
 
 const qvsvEnumTableBase* qvsvEnumTableRegistry::lookup(std::string_view name, bool ignoreCase) {
@@ -174,7 +172,7 @@ const qvsvEnumTableBase* qvsvEnumTableRegistry::lookup(std::string_view name, bo
 
 const qvsvEnumTableBase& qvsvEnumTableRegistry::get(std::string_view name, bool ignoreCase) {
   const qvsvEnumTableBase* table = lookup(name, ignoreCase);
-  if (table == nullptr) throwDiagnostic(stringsDiagnostic("UnknownEnumTable", {std::string(name), registeredNames()}));
+  if (table == nullptr) ThrowStringsDiagnostic("UnknownEnumTable", {std::string(name), registeredNames()});
   return *table;
 }
 

@@ -138,9 +138,20 @@ txArray* qvsvStringOrID::toHostArray() const {
   if (id == nullptr) return txCreateString(literal());
   // The arguments are checked before anything is created, so a failure leaves no array behind.
   txArray* arguments = argumentArray(*id);
-  txArray* form = txCreateStructMatrix(1, 1, {kIdentifierField, kArgumentsField});
-  txSetFieldByNumber(form, 0, 0, txCreateStringFromUTF8(id->identifier()));
-  txSetFieldByNumber(form, 0, 1, arguments);
+  txArray* form = nullptr;
+  try {
+    form = txCreateStructMatrix(1, 1, {kIdentifierField, kArgumentsField});
+    txSetFieldByNumber(form, 0, 1, arguments);
+  } catch (...) {
+    txDestroyArray(arguments);
+    throw;
+  }
+  try {
+    txSetFieldByNumber(form, 0, 0, txCreateStringFromUTF8(id->identifier()));
+  } catch (...) {
+    txDestroyArray(form);
+    throw;
+  }
   return form;
 }
 

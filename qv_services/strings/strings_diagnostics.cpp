@@ -14,9 +14,12 @@ std::string DescribeHostArray(const txArray* array) {
 
 bool IsTextRow(const txArray* array) { return txIsChar(array) && (txGetM(array) <= 1 || txIsEmpty(array)); }
 
+qvsvDiagnosticImpl* MakeStringsDiagnostic(const char* key, qvsvArgumentVector arguments) {
+  return qvsvCreateDiagnosticFromMessageID(MutableBaseMsgID(kStringsCatalog, key, std::move(arguments)));
+}
+
 void ThrowStringsDiagnostic(const char* key, qvsvArgumentVector arguments) {
-  const MutableBaseMsgID id(kStringsCatalog, key, std::move(arguments));
-  qvsvDiagnosticImpl* diag = qvsvCreateDiagnosticFromMessageID(id);
+  qvsvDiagnosticImpl* diag = MakeStringsDiagnostic(key, std::move(arguments));
   qvsv::except::ThrowDiagnostic(diag);
 }
 

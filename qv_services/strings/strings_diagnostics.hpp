@@ -17,6 +17,8 @@ std::string DescribeHostArray(const txArray* array);
 // True for a character array with at most one row (0x0 counts: the empty text).
 bool IsTextRow(const txArray* array);
 
+// A new one-item diagnostic of the strings catalogue (owned by the caller).
+[[nodiscard]] qvsvDiagnosticImpl* MakeStringsDiagnostic(const char* key, qvsvArgumentVector arguments);
 // Throws a qvsv::except::DiagnosticException holding one item of the strings
 // catalogue with the given key and arguments.
 [[noreturn]] void ThrowStringsDiagnostic(const char* key, qvsvArgumentVector arguments);
