@@ -12,7 +12,6 @@
 #include <stdexcept>
 
 #include "qv_services/conversions.hpp"
-#include "qv_services/diagnostic_creation.hpp"
 #include "qv_services/except.hpp"
 #include "qv_services/strings/strings_diagnostics.hpp"
 
