@@ -4,7 +4,6 @@
 #include <fstream>
 #include <functional>
 #include <map>
-#include <regex>
 #include <set>
 #include <sstream>
 #include <stdexcept>
@@ -229,19 +228,21 @@ TEST_F(EnumTable, MalformedDefinitionsAreRefusedNamingTheCulprit) {
 // --- The catalogue of the area: every key exists in both shipped locales and
 // its placeholders are the same in both.
 
+// Key -> the argument numbers its text uses, from lines `Key { "text" }`.
 std::map<std::string, std::set<std::string>> catalogueKeys(const std::string& file) {
   std::ifstream in(file);
   EXPECT_TRUE(in.good()) << file;
   std::map<std::string, std::set<std::string>> keys;
-  const std::regex entry(R"re(^\s*(\w+) \{ "(.*)" \}\s*$)re");
-  const std::regex placeholder(R"(\{(\d+)\})");
   for (std::string line; std::getline(in, line);) {
-    std::smatch m;
-    if (!std::regex_match(line, m, entry)) continue;
-    const std::string text = m[2];
-    auto& args = keys[m[1]];
-    for (auto it = std::sregex_iterator(text.begin(), text.end(), placeholder); it != std::sregex_iterator(); ++it) {
-      args.insert((*it)[1]);
+    const auto open = line.find(" { \"");
+    const auto close = line.rfind("\" }");
+    if (open == std::string::npos || close == std::string::npos || close <= open) continue;
+    const std::string key = line.substr(line.find_first_not_of(' '), open - line.find_first_not_of(' '));
+    const std::string text = line.substr(open + 4, close - open - 4);
+    auto& args = keys[key];
+    for (auto brace = text.find('{'); brace != std::string::npos; brace = text.find('{', brace + 1)) {
+      const auto end = text.find('}', brace);
+      if (end != std::string::npos) args.insert(text.substr(brace + 1, end - brace - 1));
     }
   }
   return keys;
