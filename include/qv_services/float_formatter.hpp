@@ -235,3 +235,9 @@ class QVSV_API QvfrgFltToAscii {
   DoubleWriter doubleWriter_;
   SingleWriter singleWriter_;
 };
+
+// The targets' enumeration table ("FloatFormatterTarget": names, values and
+// display texts; enum_table.hpp).
+template <typename E>
+class qvsvEnumTable;
+extern QVSV_API const qvsvEnumTable<QVSV_Flt2Ascii::TargetEnum>* QVENUM_FloatFormatterTarget;

@@ -193,3 +193,9 @@ class QVSV_API ScopedWarnOnceFilter {
 };
 
 }  // namespace qvsv::util
+
+// The contexts' enumeration table ("DiagnosticListenerContext": names, values
+// and display texts; enum_table.hpp).
+template <typename E>
+class qvsvEnumTable;
+extern QVSV_API const qvsvEnumTable<qvsv::util::qvsvDiagnosticListenerContext>* QVENUM_DiagnosticListenerContext;

@@ -1,9 +1,11 @@
-// UTF-8 <-> UTF-16 with one treatment of ill-formed input, and the escaping
-// conversion to ASCII.
+// UTF-8 <-> UTF-16 with one treatment of ill-formed input; the escaping
+// conversion of NUL-terminated text (the styles are in escaping.cpp).
 #include "qv_services/conversions.hpp"
 
 #include <cstdint>
 #include <stdexcept>
+
+#include "qv_services/strings/utf16_walk.hpp"
 
 namespace {
 
@@ -11,43 +13,6 @@ constexpr char16_t kReplacement = 0xFFFD;
 
 [[noreturn]] void illFormed(const char* what, std::size_t offset) {
   throw std::invalid_argument(std::string("ill-formed ") + what + " at offset " + std::to_string(offset));
-}
-
-void appendUtf8(std::string& out, char32_t cp) {
-  if (cp < 0x80) {
-    out.push_back(static_cast<char>(cp));
-  } else if (cp < 0x800) {
-    out.push_back(static_cast<char>(0xC0 | (cp >> 6)));
-    out.push_back(static_cast<char>(0x80 | (cp & 0x3F)));
-  } else if (cp < 0x10000) {
-    out.push_back(static_cast<char>(0xE0 | (cp >> 12)));
-    out.push_back(static_cast<char>(0x80 | ((cp >> 6) & 0x3F)));
-    out.push_back(static_cast<char>(0x80 | (cp & 0x3F)));
-  } else {
-    out.push_back(static_cast<char>(0xF0 | (cp >> 18)));
-    out.push_back(static_cast<char>(0x80 | ((cp >> 12) & 0x3F)));
-    out.push_back(static_cast<char>(0x80 | ((cp >> 6) & 0x3F)));
-    out.push_back(static_cast<char>(0x80 | (cp & 0x3F)));
-  }
-}
-
-bool isHighSurrogate(char16_t u) { return u >= 0xD800 && u <= 0xDBFF; }
-bool isLowSurrogate(char16_t u) { return u >= 0xDC00 && u <= 0xDFFF; }
-
-// Walks UTF-16 by code point; unpaired surrogates come back as themselves with
-// paired == false.
-template <typename Visit>
-void forEachCodePoint(std::u16string_view text, Visit&& visit) {
-  for (std::size_t i = 0; i < text.size(); ++i) {
-    const char16_t u = text[i];
-    if (isHighSurrogate(u) && i + 1 < text.size() && isLowSurrogate(text[i + 1])) {
-      const char32_t cp = 0x10000 + ((static_cast<char32_t>(u) - 0xD800) << 10) + (text[i + 1] - 0xDC00);
-      visit(cp, true, i);
-      ++i;
-    } else {
-      visit(static_cast<char32_t>(u), !(isHighSurrogate(u) || isLowSurrogate(u)), i);
-    }
-  }
 }
 
 }  // namespace
@@ -125,12 +90,12 @@ std::u16string ConvertStdStringToUString(const char* text, bool substitute) {
 std::string ConvertUStringToStdString(std::u16string_view text, bool substitute) {
   std::string out;
   out.reserve(text.size() + text.size() / 2);
-  forEachCodePoint(text, [&](char32_t cp, bool wellFormed, std::size_t offset) {
+  qvsv::detail::ForEachCodePoint(text, [&](char32_t cp, bool wellFormed, std::size_t offset) {
     if (!wellFormed) {
       if (!substitute) illFormed("UTF-16 (unpaired surrogate)", offset);
       cp = kReplacement;
     }
-    appendUtf8(out, cp);
+    qvsv::detail::AppendUtf8(out, cp);
   });
   return out;
 }
@@ -140,23 +105,9 @@ std::string ConvertUStringToStdString(const char16_t* text, bool substitute) {
 }
 
 std::string ConvertUStringWithEscaping(const char16_t* text, bool escape, int style) {
-  if (escape && style != kQvsvEscapeStyleAscii) {
-    throw std::invalid_argument("unsupported escaping style " + std::to_string(style));
-  }
+  // An unknown style is refused even for a null text, so that a wrong style shows at once.
+  if (escape) (void)qvsvEscapeStyleName(style);
   if (text == nullptr) return std::string();
   if (!escape) return ConvertUStringToStdString(text, true);
-  static const char kHex[] = "0123456789ABCDEF";
-  std::string out;
-  forEachCodePoint(std::u16string_view(text), [&](char32_t cp, bool, std::size_t) {
-    if (cp == u'\\') {
-      out += "\\\\";
-    } else if (cp >= 0x20 && cp <= 0x7E) {
-      out.push_back(static_cast<char>(cp));
-    } else {
-      const int digits = cp > 0xFFFF ? 8 : 4;
-      out += digits == 8 ? "\\U" : "\\u";
-      for (int shift = (digits - 1) * 4; shift >= 0; shift -= 4) out.push_back(kHex[(cp >> shift) & 0xF]);
-    }
-  });
-  return out;
+  return ConvertUStringWithEscaping(std::u16string_view(text), style);
 }

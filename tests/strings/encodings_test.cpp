@@ -1,0 +1,149 @@
+#include <gtest/gtest.h>
+
+#include <random>
+#include <stdexcept>
+#include <string>
+
+#include "qv_services/conversions.hpp"
+#include "qv_services/encodings.hpp"
+#include "tessel/foundation.hpp"
+#include "tests/support/test_support.hpp"
+
+namespace {
+
+// The offset named by an ill-formed-input error, or -1 when nothing was thrown.
+template <typename Fn>
+long thrownOffset(Fn fn) {
+  try {
+    fn();
+  } catch (const std::invalid_argument& e) {
+    const std::string what = e.what();
+    const auto at = what.find("at offset ");
+    if (at != std::string::npos) return std::stol(what.substr(at + 10));
+    ADD_FAILURE() << "no offset in: " << what;
+  }
+  return -1;
+}
+
+// --- UTF-8 through ICU follows the library's own rule (its table of
+// ill-formed input is in conversions_test.cpp) exactly: the same
+// replacements and the same first offset, in both directions.
+
+TEST(Encodings, Utf8AgreesWithTheLibrarysOwnConversionOnRandomInput) {
+  std::mt19937 rng(5);
+  const unsigned char interesting[] = {0x00, 0x41, 0x7F, 0x80, 0xBF, 0xC0, 0xC2, 0xDF, 0xE0, 0xED, 0xEF,
+                                       0xF0, 0xF4, 0xF5, 0xFF, 0xA0, 0x9F, 0x90, 0x8F};
+  for (std::size_t i = 0, n = qvsv::test::Scaled(10000); i < n; ++i) {
+    std::string bytes(rng() % 10, '\0');
+    for (char& c : bytes) c = static_cast<char>(rng() % 2 ? interesting[rng() % std::size(interesting)] : rng());
+    ASSERT_EQ(ConvertNarrowToUString(bytes, "UTF-8"), ConvertStdStringToUString(bytes));
+    ASSERT_EQ(thrownOffset([&] { (void)ConvertNarrowToUString(bytes, "utf8", false); }),
+              thrownOffset([&] { (void)ConvertStdStringToUString(bytes, false); }));
+
+    std::u16string units(rng() % 8, u'\0');
+    for (char16_t& u : units) u = static_cast<char16_t>(rng() % 3 ? 0xD7F0 + rng() % 0x820 : rng());
+    ASSERT_EQ(ConvertUStringToNarrow(units, "UTF-8"), ConvertUStringToStdString(units));
+    ASSERT_EQ(thrownOffset([&] { (void)ConvertUStringToNarrow(units, "UTF-8", false); }),
+              thrownOffset([&] { (void)ConvertUStringToStdString(units, false); }));
+  }
+}
+
+// --- Latin-1.
+
+TEST(Encodings, Latin1HoldsExactlyTheFirst256CodePoints) {
+  std::string bytes;
+  std::u16string text;
+  for (int b = 0; b < 256; ++b) {
+    bytes.push_back(static_cast<char>(b));
+    text.push_back(static_cast<char16_t>(b));
+  }
+  EXPECT_EQ(ConvertNarrowToUString(bytes, "ISO-8859-1", false), text);
+  EXPECT_EQ(ConvertUStringToNarrow(text, "latin1", false), bytes);
+}
+
+TEST(Encodings, Latin1WritesWhatItCannotHoldAsQuestionMarksOrNamesTheOffset) {
+  const std::u16string text = {u'5', u' ', 0x20AC, u'x', 0xD83D, 0xDE00, 0xDC00, 0x0100};
+  EXPECT_EQ(ConvertUStringToNarrow(text, "latin1"), "5 ?x???");
+  EXPECT_EQ(thrownOffset([&] { (void)ConvertUStringToNarrow(text, "latin1", false); }), 2);
+  EXPECT_EQ(thrownOffset([&] { (void)ConvertUStringToNarrow(std::u16string{u'a', 0xDC00}, "latin1", false); }), 1);
+  try {
+    (void)ConvertUStringToNarrow(text, "latin1", false);
+  } catch (const std::invalid_argument& e) {
+    EXPECT_NE(std::string(e.what()).find("ISO-8859-1"), std::string::npos) << e.what();
+  }
+}
+
+// --- The host's locale encoding.
+
+struct LocaleRow {
+  const char* name;
+  const char* locale;
+  const char* encoding;
+  std::u16string text;
+  std::string bytes;
+};
+
+class EncodingsLocale : public ::testing::TestWithParam<LocaleRow> {};
+
+TEST_P(EncodingsLocale, FollowsTheCodesetOfTheGlobalLocaleName) {
+  tessel::ScopedGlobalLocale locale(GetParam().locale);
+  EXPECT_EQ(qvsvLocaleEncodingName(), GetParam().encoding);
+  EXPECT_EQ(ConvertUStringToNarrow(GetParam().text, "locale", false), GetParam().bytes);
+  EXPECT_EQ(ConvertNarrowToUString(GetParam().bytes, "LOCALE", false), GetParam().text);
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Encodings, EncodingsLocale,
+    ::testing::Values(LocaleRow{"no_codeset_is_utf8", "de_DE", "UTF-8", u"\u20AC", "\xE2\x82\xAC"},
+                      LocaleRow{"latin9", "de_DE.ISO-8859-15", "ISO-8859-15", u"\u20AC\u00E9", "\xA4\xE9"},
+                      LocaleRow{"modifier_is_not_part_of_the_codeset", "de_DE.UTF-8@euro", "UTF-8", u"\u00E9",
+                                "\xC3\xA9"},
+                      LocaleRow{"windows_code_page", "de_DE.windows-1252", "windows-1252", u"\u20AC", "\x80"}),
+    qvsv::test::RowName());
+
+TEST(Encodings, LocaleWithAnUnknownCodesetIsNamedInTheError) {
+  tessel::ScopedGlobalLocale locale("de_DE.NOPE");
+  try {
+    (void)ConvertUStringToNarrow(u"x", "locale");
+    FAIL() << "no exception";
+  } catch (const std::invalid_argument& e) {
+    EXPECT_NE(std::string(e.what()).find("'de_DE.NOPE' names the encoding 'NOPE'"), std::string::npos) << e.what();
+  }
+}
+
+TEST(Encodings, LocaleEncodingSubstitutesOrNamesWhatItCannotHold) {
+  tessel::ScopedGlobalLocale locale("fr_FR.ISO-8859-15");
+  const std::u16string text = u"1 \u20AC \u00A4";  // Latin-9 put the euro sign where Latin-1 had U+00A4
+  EXPECT_EQ(ConvertUStringToNarrow(text, "locale"), "1 \xA4 ?");
+  EXPECT_EQ(thrownOffset([&] { (void)ConvertUStringToNarrow(text, "locale", false); }), 4);
+  tessel::ScopedGlobalLocale utf8("fr_FR.UTF-8");
+  EXPECT_EQ(ConvertNarrowToUString("1 \xA4", "locale"), u"1 \uFFFD");
+  EXPECT_EQ(thrownOffset([&] { (void)ConvertNarrowToUString("1 \xA4", "locale", false); }), 2);
+}
+
+// --- Names.
+
+TEST(Encodings, NamesAreMatchedLooselyAndUnknownOnesAreNamed) {
+  EXPECT_EQ(qvsvCanonicalEncodingName("utf8"), "UTF-8");
+  EXPECT_EQ(qvsvCanonicalEncodingName("ISO_8859-1"), "ISO-8859-1");
+  EXPECT_EQ(qvsvCanonicalEncodingName("LATIN1"), "ISO-8859-1");
+  for (const char* bad : {"rot13", ""}) {
+    try {
+      (void)ConvertNarrowToUString("x", bad);
+      FAIL() << "no exception for '" << bad << "'";
+    } catch (const std::invalid_argument& e) {
+      EXPECT_EQ(std::string(e.what()), "'" + std::string(bad) + "' is not a known encoding");
+    }
+  }
+}
+
+TEST(Encodings, EmbeddedNulsAndLongTextsRoundTripInEveryEncoding) {
+  std::u16string text(u"a\0b\u00E9", 4);
+  while (text.size() < 5000) text += text;  // past the first guess of the output size
+  for (const char* encoding : {"UTF-8", "ISO-8859-1", "UTF-16LE", "windows-1252", "locale"}) {
+    SCOPED_TRACE(encoding);
+    EXPECT_EQ(ConvertNarrowToUString(ConvertUStringToNarrow(text, encoding, false), encoding, false), text);
+  }
+}
+
+}  // namespace

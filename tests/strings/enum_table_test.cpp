@@ -1,0 +1,272 @@
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <fstream>
+#include <functional>
+#include <map>
+#include <set>
+#include <sstream>
+#include <stdexcept>
+#include <string>
+
+#include "qv_services/enum_table.hpp"
+#include "qv_services/except.hpp"
+#include "qv_services/float_formatter.hpp"
+#include "qv_services/listeners.hpp"
+#include "tessel/array.hpp"
+#include "tessel/catalog.hpp"
+#include "tessel/foundation.hpp"
+
+namespace {
+
+using qvsv::util::qvsvDiagnosticListenerContext;
+using Contexts = qvsvEnumTable<qvsvDiagnosticListenerContext>;
+
+const Contexts& contexts() { return *QVENUM_DiagnosticListenerContext; }
+const qvsvEnumTable<QVSV_Flt2Ascii::TargetEnum>& targets() { return *QVENUM_FloatFormatterTarget; }
+
+// A scoped enumeration with a negative value and an alias.
+enum class Shade : short { Light = -1, Dark = 7, Dim = 7 };
+
+class EnumTable : public ::testing::Test {
+ protected:
+  void TearDown() override { EXPECT_EQ(tessel::LiveArrayCount(), arrays_); }
+
+  // The message of the diagnostic that fn throws; fails when it throws none.
+  template <typename Fn>
+  static std::string diagnosticText(Fn fn, const std::string& expectedId) {
+    try {
+      fn();
+    } catch (const qvsv::except::DiagnosticException& e) {
+      EXPECT_EQ(e.identifier(), expectedId);
+      return e.what();
+    }
+    ADD_FAILURE() << "no diagnostic thrown";
+    return {};
+  }
+
+  tessel::ScopedGlobalLocale locale_{"en_US"};
+  std::size_t arrays_ = tessel::LiveArrayCount();
+};
+
+TEST_F(EnumTable, LooksUpByValueAndByNameExactlyOrIgnoringCaseOnRequest) {
+  EXPECT_EQ(contexts().nameOf(qvsv::util::kErrorContext), "kErrorContext");
+  EXPECT_EQ(contexts().valueOf("kInformationContext"), qvsv::util::kInformationContext);
+  EXPECT_EQ(contexts().valueOf("KWARNINGCONTEXT", true), qvsv::util::kWarningContext);
+  EXPECT_FALSE(contexts().findValueOf("KWARNINGCONTEXT").has_value());
+  EXPECT_EQ(contexts().findName("kwarningcontext", true), contexts().findValue(1));
+  EXPECT_EQ(targets().valueOf("target_legacy", true), QVSV_Flt2Ascii::TARGET_LEGACY);
+  EXPECT_FALSE(targets().contains(static_cast<QVSV_Flt2Ascii::TargetEnum>(13)));
+}
+
+TEST_F(EnumTable, IteratesInDeclaredOrder) {
+  std::vector<std::int64_t> values;
+  for (const auto& entry : targets()) values.push_back(entry.value);
+  EXPECT_EQ(values, (std::vector<std::int64_t>{0, 1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 14}));
+  EXPECT_EQ(contexts().validNames(), "kWarningContext, kErrorContext, kInformationContext");
+}
+
+TEST_F(EnumTable, DisplayTextFollowsTheGlobalLocale) {
+  EXPECT_EQ(contexts().displayText(qvsv::util::kWarningContext), u"Warning");
+  {
+    tessel::ScopedGlobalLocale german("de_DE");
+    EXPECT_EQ(contexts().displayText(qvsv::util::kWarningContext), u"Warnung");
+  }
+  EXPECT_EQ(contexts().displayText(qvsv::util::kErrorContext, "de"), u"Fehler");
+  EXPECT_EQ(targets().displayText(QVSV_Flt2Ascii::TARGET_SAVE_VARS), u"Variable-saving text form");
+}
+
+struct UnknownRow {
+  const char* name;
+  const char* locale;
+  std::function<void()> lookup;
+  const char* id;
+  std::string text;
+};
+
+class EnumTableUnknown : public EnumTable, public ::testing::WithParamInterface<UnknownRow> {};
+
+TEST_P(EnumTableUnknown, DiagnosticNamesWhatWasGivenAndListsTheValidNames) {
+  tessel::ScopedGlobalLocale locale(GetParam().locale);
+  EXPECT_EQ(diagnosticText(GetParam().lookup, GetParam().id), GetParam().text);
+}
+
+const std::string kContextNames = "kWarningContext, kErrorContext, kInformationContext";
+
+INSTANTIATE_TEST_SUITE_P(
+    EnumTable, EnumTableUnknown,
+    ::testing::Values(
+        UnknownRow{"name_en", "en_US", [] { (void)contexts().valueOf("warning"); },
+                   "QV_SERVICES:strings:UnknownEnumName",
+                   "'warning' is not a name of the enumeration DiagnosticListenerContext. Valid names: " +
+                       kContextNames + "."},
+        UnknownRow{"name_de", "de_DE", [] { (void)contexts().valueOf("warning"); },
+                   "QV_SERVICES:strings:UnknownEnumName",
+                   "'warning' ist kein Name der Aufzählung DiagnosticListenerContext. Gültige Namen: " +
+                       kContextNames + "."},
+        UnknownRow{"name_case_differs", "en_US", [] { (void)contexts().valueOf("KERRORCONTEXT"); },
+                   "QV_SERVICES:strings:UnknownEnumName",
+                   "'KERRORCONTEXT' is not a name of the enumeration DiagnosticListenerContext. Valid names: " +
+                       kContextNames + "."},
+        UnknownRow{"value_en", "en_US", [] { (void)contexts().nameOf(static_cast<qvsvDiagnosticListenerContext>(1000)); },
+                   "QV_SERVICES:strings:UnknownEnumValue",
+                   "1000 is not a value of the enumeration DiagnosticListenerContext. Valid names: " + kContextNames +
+                       "."},
+        UnknownRow{"value_de", "de_DE", [] { (void)contexts().displayText(static_cast<qvsvDiagnosticListenerContext>(-4)); },
+                   "QV_SERVICES:strings:UnknownEnumValue",
+                   "-4 ist kein Wert der Aufzählung DiagnosticListenerContext. Gültige Namen: " + kContextNames + "."},
+        UnknownRow{"unnamed_target", "en_US",
+                   [] { (void)targets().nameOf(static_cast<QVSV_Flt2Ascii::TargetEnum>(13)); },
+                   "QV_SERVICES:strings:UnknownEnumValue",
+                   "13 is not a value of the enumeration FloatFormatterTarget. Valid names: TARGET_PLAIN, "
+                   "TARGET_DEFAULT, TARGET_EXPONENT, TARGET_EXPONENT_COMPACT, TARGET_LOWER_CASE, TARGET_WEFT_CONCISE, "
+                   "TARGET_WEFT_EXPONENTIAL, TARGET_WEFT_CONCISE_SIGNED, TARGET_WEFT_EXPONENTIAL_SIGNED, "
+                   "TARGET_WEFT_CONCISE_UNSUFFIXED, TARGET_WEFT_CONCISE_BARE, TARGET_LOWER_CASE_BARE, "
+                   "TARGET_SAVE_VARS, TARGET_LEGACY."},
+        UnknownRow{"table_de", "de_DE", [] { (void)qvsvEnumTableRegistry::get("Colours"); },
+                   "QV_SERVICES:strings:UnknownEnumTable",
+                   "'Colours' ist nicht der Name einer Aufzählungstabelle. Tabellen: DiagnosticListenerContext, "
+                   "FloatFormatterTarget."}),
+    [](const auto& info) { return std::string(info.param.name); });
+
+TEST_F(EnumTable, ReportListsNamesValuesAndDisplayTextsInDeclaredOrder) {
+  tessel::HostCallScope scope;
+  const txArray* report = contexts().getReport("de");
+  ASSERT_EQ(txGetM(report), 1u);
+  ASSERT_EQ(txGetN(report), 3u);
+  ASSERT_EQ(txGetNumberOfFields(report), 3);
+  EXPECT_STREQ(txGetFieldNameByNumber(report, 2), "DisplayText");
+  EXPECT_EQ(txGetStringUTF8(txGetField(report, 1, "Name")), "kErrorContext");
+  EXPECT_EQ(txGetScalar(txGetField(report, 1, "Value")), 2.0);
+  EXPECT_EQ(txGetString(txGetField(report, 1, "DisplayText")), u"Fehler");
+  EXPECT_EQ(txGetString(txGetField(contexts().getReport(), 0, "DisplayText")), u"Warning");
+}
+
+TEST_F(EnumTable, HostFormIsTheNameAndReadsBackFromNameOrNumber) {
+  tessel::HostCallScope scope;
+  const txArray* form = contexts().toHostArray(qvsv::util::kInformationContext);
+  EXPECT_EQ(txGetStringUTF8(form), "kInformationContext");
+  EXPECT_EQ(contexts().fromHostArray(form), qvsv::util::kInformationContext);
+  EXPECT_EQ(contexts().fromHostArray(txCreateString(u"kerrorcontext"), true), qvsv::util::kErrorContext);
+  EXPECT_EQ(contexts().fromHostArray(txCreateDoubleScalar(1)), qvsv::util::kWarningContext);
+  EXPECT_EQ(targets().fromHostArray(txCreateDoubleScalar(14)), QVSV_Flt2Ascii::TARGET_LEGACY);
+}
+
+TEST_F(EnumTable, HostFormRejectsWhatNamesNoEntry) {
+  tessel::HostCallScope scope;
+  EXPECT_NE(diagnosticText([] { (void)contexts().fromHostArray(txCreateDoubleScalar(2.5)); },
+                           "QV_SERVICES:strings:UnknownEnumValue")
+                .find("2.5 is not a value"),
+            std::string::npos);
+  EXPECT_NE(diagnosticText([] { (void)contexts().fromHostArray(txCreateDoubleScalar(1e300)); },
+                           "QV_SERVICES:strings:UnknownEnumValue")
+                .find("1.0000000000000001e+300 is not"),
+            std::string::npos);
+  EXPECT_EQ(diagnosticText([] { (void)contexts().fromHostArray(txCreateCellMatrix(1, 1)); },
+                           "QV_SERVICES:strings:EnumBadHostArray"),
+            "A value of the enumeration DiagnosticListenerContext must be a name (a character row) or a number, "
+            "not a 1x1 cell array.");
+  EXPECT_NE(diagnosticText([] { (void)contexts().fromHostArray(nullptr); }, "QV_SERVICES:strings:EnumBadHostArray")
+                .find("not no array"),
+            std::string::npos);
+}
+
+// --- Tables defined by users and the registry.
+
+TEST_F(EnumTable, ScopedEnumerationWithNegativeValuesAndAliases) {
+  const qvsvEnumTable<Shade> shades("TestShade", {{Shade::Light, "Light", "QV_SERVICES:strings:ListenerContextInformation"},
+                                                  {Shade::Dark, "Dark", "QV_SERVICES:strings:ListenerContextError"},
+                                                  {Shade::Dim, "Dim", "QV_SERVICES:strings:ListenerContextWarning"}});
+  EXPECT_EQ(shades.nameOf(Shade::Dim), "Dark");  // an alias reads as the first name declared for its value
+  EXPECT_EQ(shades.valueOf("Dim"), Shade::Dark);
+  EXPECT_EQ(shades.valueOf("light", true), Shade::Light);
+  tessel::HostCallScope scope;
+  EXPECT_EQ(shades.fromHostArray(txCreateDoubleScalar(-1)), Shade::Light);
+  EXPECT_EQ(qvsvEnumTableRegistry::lookup("TestShade"), &shades);
+}
+
+TEST_F(EnumTable, RegistryListsTablesByNameAndForgetsDestroyedOnes) {
+  {
+    const qvsvEnumTable<Shade> shades("AAA_TestShade", {{Shade::Light, "Light", "X:y:Z"}});
+    const auto tables = qvsvEnumTableRegistry::tables();
+    ASSERT_GE(tables.size(), 3u);
+    EXPECT_EQ(tables.front(), &shades);
+    EXPECT_TRUE(std::is_sorted(tables.begin(), tables.end(),
+                               [](const auto* a, const auto* b) { return a->name() < b->name(); }));
+    EXPECT_EQ(&qvsvEnumTableRegistry::get("floatformattertarget", true), QVENUM_FloatFormatterTarget);
+    EXPECT_EQ(qvsvEnumTableRegistry::lookup("floatformattertarget"), nullptr);
+  }
+  EXPECT_EQ(qvsvEnumTableRegistry::lookup("AAA_TestShade"), nullptr);
+}
+
+TEST_F(EnumTable, SecondTableOfANameIsNotEnteredAndLeavesTheFirstWhenDestroyed) {
+  const qvsvEnumTable<Shade> first("TestDuplicate", {{Shade::Light, "Light", "X:y:Z"}});
+  {
+    const qvsvEnumTable<Shade> second("TestDuplicate", {{Shade::Dark, "Dark", "X:y:Z"}});
+    EXPECT_EQ(qvsvEnumTableRegistry::lookup("TestDuplicate"), &first);
+  }
+  EXPECT_EQ(qvsvEnumTableRegistry::lookup("TestDuplicate"), &first);
+}
+
+TEST_F(EnumTable, MalformedDefinitionsAreRefusedNamingTheCulprit) {
+  const auto refused = [](auto make, const std::string& mentions) {
+    try {
+      make();
+      ADD_FAILURE() << "no exception for " << mentions;
+    } catch (const std::invalid_argument& e) {
+      EXPECT_NE(std::string(e.what()).find(mentions), std::string::npos) << e.what();
+    }
+  };
+  using T = qvsvEnumTable<Shade>;
+  refused([] { T t("TestBad", {{Shade::Light, "Light", "X:y:Z"}, {Shade::Dark, "LIGHT", "X:y:Z"}}); }, "'LIGHT'");
+  refused([] { T t("TestBad", {{Shade::Light, "", "X:y:Z"}}); }, "entry 0");
+  refused([] { T t("TestBad", {{Shade::Light, "Light", "NoCatalogue"}}); }, "'NoCatalogue'");
+  refused([] { T t("", {}); }, "needs a name");
+  EXPECT_EQ(qvsvEnumTableRegistry::lookup("TestBad"), nullptr);
+}
+
+// --- The catalogue of the area: every key exists in both shipped locales and
+// its placeholders are the same in both.
+
+// Key -> the argument numbers its text uses, from lines `Key { "text" }`.
+std::map<std::string, std::set<std::string>> catalogueKeys(const std::string& file) {
+  std::ifstream in(file);
+  EXPECT_TRUE(in.good()) << file;
+  std::map<std::string, std::set<std::string>> keys;
+  for (std::string line; std::getline(in, line);) {
+    const auto open = line.find(" { \"");
+    const auto close = line.rfind("\" }");
+    if (open == std::string::npos || close == std::string::npos || close <= open) continue;
+    const std::string key = line.substr(line.find_first_not_of(' '), open - line.find_first_not_of(' '));
+    const std::string text = line.substr(open + 4, close - open - 4);
+    auto& args = keys[key];
+    for (auto brace = text.find('{'); brace != std::string::npos; brace = text.find('{', brace + 1)) {
+      const auto end = text.find('}', brace);
+      if (end != std::string::npos) args.insert(text.substr(brace + 1, end - brace - 1));
+    }
+  }
+  return keys;
+}
+
+TEST(EnumTableCatalogue, EveryKeyIsInEveryLocaleWithTheSamePlaceholders) {
+  const std::string folder = std::string(QVSV_SOURCE_DIR) + "/resources/QV_SERVICES/strings/";
+  const auto en = catalogueKeys(folder + "en.txt");
+  const auto de = catalogueKeys(folder + "de.txt");
+  ASSERT_FALSE(en.empty());
+  EXPECT_EQ(en, de);
+  for (const auto& [key, placeholders] : en) {
+    resource_core::MsgArguments arguments(placeholders.size(), std::string("x"));
+    for (const char* locale : {"en", "de"}) {
+      SCOPED_TRACE(key + " " + locale);
+      EXPECT_NO_THROW(resource_core::GetMessageText(
+          resource_core::BaseMsgID("QV_SERVICES:strings", key, arguments), locale));
+    }
+  }
+  for (const auto* table : qvsvEnumTableRegistry::tables()) {
+    for (const auto& entry : *table) {
+      EXPECT_TRUE(en.count(entry.display.messageID()->key())) << table->name() << " " << entry.name;
+    }
+  }
+}
+
+}  // namespace
