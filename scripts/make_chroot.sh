@@ -44,6 +44,9 @@ fi
 
 echo "make_chroot: debootstrap --variant=minbase bookworm $dir $mirror"
 mkdir -p "$dir"
+# A system's root is world-readable (mktemp makes 0700): apt's sandbox user
+# and the test's users must reach everything below it.
+chmod 755 "$dir"
 if ! debootstrap --variant=minbase bookworm "$dir" "$mirror" >"$dir.debootstrap.log" 2>&1; then
   echo "make_chroot: debootstrap failed; its log:" >&2
   tail -n 30 "$dir.debootstrap.log" >&2
