@@ -61,16 +61,21 @@ bool fitsCharacterData(std::string_view text) {
 // next), and a carriage return, which a reader turns into a newline, goes
 // between two sections as a character reference.
 void writeCdataContent(std::string& out, std::string_view text) {
-  for (std::size_t at = 0; at < text.size(); ++at) {
+  std::size_t done = 0;
+  for (std::size_t at = text.find_first_of("]\r"); at != std::string_view::npos; at = text.find_first_of("]\r", at)) {
     if (text[at] == '\r') {
+      out += text.substr(done, at - done);
       out += "]]>&#13;<![CDATA[";
+      done = at += 1;
     } else if (text.compare(at, 3, "]]>") == 0) {
+      out += text.substr(done, at - done);
       out += "]]]]><![CDATA[>";
-      at += 2;
+      done = at += 3;
     } else {
-      out += text[at];
+      at += 1;
     }
   }
+  out += text.substr(done);
 }
 
 // How an identifier goes into its attribute value.

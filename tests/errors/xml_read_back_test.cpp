@@ -79,18 +79,6 @@ TEST_F(XmlArgumentText, TextThatXmlHoldsStaysInCdataSplitAtTheTerminator) {
       << document;
 }
 
-TEST_F(XmlArgumentText, MessageBuiltFromARestoredTerminatorIsTheOriginalOne) {
-  qvsvArgumentVector arguments{std::string("x]]>y")};
-  const std::string expected = MutableBaseMsgID::getMessageFromCatalog_NoThrow(kWithArgument, arguments);
-  qvsvDiagnosticImpl* diag = make(kWithArgument);
-  const std::string xml = qvsvSerializeDiagnosticAsXMLStringWithArguments(diag, {std::string("x]]>y")});
-  qvsvDiscardDiagnostic(diag);
-  qvsvDiagnosticImpl* restored = qvsvRestoreDiagnosticFromXMLFragment(xml.c_str());
-  ASSERT_EQ(firstId(restored), kWithArgument);
-  EXPECT_EQ(ConvertUStringToStdString(restored->items().front()->message), expected);
-  qvsvDiscardDiagnostic(restored);
-}
-
 TEST_F(XmlArgumentText, RandomBytesAlwaysRestoreToTheirCharacters) {
   std::mt19937 rng(13);
   const std::string favourites = "]]>\r\n\t<&\"'\xC3\xA4\xFF\x01";
