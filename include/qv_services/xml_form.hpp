@@ -14,11 +14,28 @@
 // "QVSV_DIAGNOSTIC:RESTORE_DIAGNOSTIC_ERROR", caused by
 // "QVSV_SERVICES:ExpatParserError", caused in turn by the reader's own
 // finding when it has one). Any bytes are safe to restore. Main thread only.
+//
+// What reads back. Messages are base64 of UTF-16 in both message forms, so
+// every message restores, up to its first NUL code unit. Identifiers are
+// written unescaped in the message form and the argument form, so there an
+// identifier restores only if it is well-formed UTF-8 without '"', '<', '&'
+// and control characters: '"' and '<' make the document malformed, '&'
+// starts a reference ("a&amp;b" reads back as "a&b"), tab, newline and
+// carriage return read back as blanks, and other control characters and
+// ill-formed UTF-8 make it malformed. CreateSerializedDiagnosticAsASCII7String
+// writes the same document with such identifiers escaped. In the argument
+// form a narrow-string argument is written in a CDATA section, split where
+// the text holds "]]>" ("]]]]><![CDATA[>") and with a carriage return as
+// "&#13;" between two sections, so it reads back byte for byte; a narrow
+// text that XML cannot hold (control characters other than tab, newline and
+// carriage return, ill-formed UTF-8) is written as an encoded argument and
+// reads back as a wide string (ill-formed bytes as U+FFFD).
 #pragma once
 
 #include <string>
 
 #include "qv_services/diagnostic.hpp"
+#include "qv_services/listeners.hpp"
 
 // --- Writing. ---
 // The message form; the diagnostic is released afterwards (pointer nulled).
@@ -33,10 +50,32 @@ QVSV_API std::string qvsvSerializeDiagnosticAsXMLStringWithArguments(qvsvDiagnos
                                                                      const qvsvArgumentVector& arguments);
 // A diagnostic made from the identifier and its arguments, in argument form.
 QVSV_API std::string qvsvCreateSerializedMessageIDForDiagnostic(const resource_core::BaseMsgID& id);
+// The message form in 7-bit ASCII, for channels that carry nothing else. The
+// document is the message form's, byte for byte, except in identifiers:
+// printable ASCII other than '"', '<' and '&' is written as it is, every
+// other character as a decimal character reference ("&#233;", "&#9;"), so
+// that any identifier restores exactly with qvsvRestoreDiagnosticFromXMLFragment.
+// XML 1.0 cannot hold control characters other than tab, newline and
+// carriage return, even as references: those, and ill-formed UTF-8, are
+// written as U+FFFD ("&#65533;"). The diagnostic stays with the caller; null
+// or empty gives the bare root.
+QVSV_API std::string CreateSerializedDiagnosticAsASCII7String(const qvsvDiagnosticImpl* diag);
 
 // --- Restoring: a new diagnostic the caller owns, or null. A null text counts as empty. ---
 QVSV_API qvsvDiagnosticImpl* qvsvRestoreDiagnosticFromXMLFragment(const char* text);
 QVSV_API qvsvDiagnosticImpl* qvsvRestoreDiagnosticFromXMLFragment(const char16_t* text);
+// Reports a diagnostic that arrives in either XML form (from a log or another
+// process): the fragment is restored and reported as the context says
+// (qvsvReportAsWarning, qvsvReportAsError or qvsvReportAsInfo; see
+// reporting.hpp). Returns true when the fragment restored and was reported.
+// A malformed fragment reports the restorer's error diagnostic in its place,
+// in the same context, and returns false; a text that is not of this format
+// (null, or not beginning with "<diag_root>") reports nothing and returns
+// false. A context other than the three throws std::invalid_argument naming
+// it, before anything is read.
+QVSV_API bool qvsvHandleMessageFromXMLFragment(const char* text, qvsv::util::qvsvDiagnosticListenerContext context);
+QVSV_API bool qvsvHandleMessageFromXMLFragment(const char16_t* text,
+                                               qvsv::util::qvsvDiagnosticListenerContext context);
 // Debugging aid: while on, the reader echoes each element name to standard
 // output as it ends, indented by one tab per nesting level.
 QVSV_API void qvsvSetXMLRestoreEcho(bool echo);

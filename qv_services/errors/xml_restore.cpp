@@ -13,6 +13,7 @@
 #include "qv_services/diagnostic_creation.hpp"
 #include "qv_services/error_queue.hpp"
 #include "qv_services/errors/diagnostic_state.hpp"
+#include "qv_services/errors/xml_restore.hpp"
 #include "qv_services/feature/detail/tested_allocation.hpp"
 #include "qv_services/xml_form.hpp"
 
@@ -316,8 +317,11 @@ qvsvDiagnosticImpl* parserErrorDiagnostic(XML_Parser parser, qvsvDiagnosticImpl*
   return error;
 }
 
-qvsvDiagnosticImpl* restore(std::string_view fragment) {
+qvsvDiagnosticImpl* restore(std::string_view fragment, qvsv::detail::RestoreOutcome& outcome) {
+  using qvsv::detail::RestoreOutcome;
+  outcome = RestoreOutcome::NotThisFormat;
   if (fragment.substr(0, kRootTag.size()) != kRootTag) return nullptr;
+  outcome = RestoreOutcome::Malformed;
   std::unique_ptr<XML_ParserStruct, ParserDeleter> parser(XML_ParserCreate_MM("UTF-8", &kParserMemory, nullptr));
   if (!parser) return qvsvCreateMemoryAllocationDiagnostic();
   RestoreHandler handler(parser.get());
@@ -343,24 +347,37 @@ qvsvDiagnosticImpl* restore(std::string_view fragment) {
   // A well-formed document can still lack a complete root (for example when
   // the handler stopped nothing but no diag_root ended).
   qvsvDiagnosticImpl* result = ok ? handler.takeResult() : nullptr;
-  if (ok && result != nullptr) return result;
+  if (ok && result != nullptr) {
+    outcome = RestoreOutcome::Restored;
+    return result;
+  }
   qvsvDiscardDiagnostic(result);
   return parserErrorDiagnostic(parser.get(), handler.error());
 }
 
 }  // namespace
 
+qvsvDiagnosticImpl* qvsv::detail::RestoreXMLFragment(std::string_view text, RestoreOutcome& outcome) {
+  return restore(text, outcome);
+}
+
+qvsvDiagnosticImpl* qvsv::detail::RestoreXMLFragment(std::u16string_view text, RestoreOutcome& outcome) {
+  outcome = RestoreOutcome::NotThisFormat;
+  if (text.substr(0, kRootTag.size()) != u"<diag_root>") return nullptr;
+  const std::string narrow = ConvertUStringToStdString(text, true);
+  return restore(narrow, outcome);
+}
+
 void qvsvSetXMLRestoreEcho(bool echo) { echoSwitch() = echo; }
 bool qvsvGetXMLRestoreEcho() { return echoSwitch(); }
 
 qvsvDiagnosticImpl* qvsvRestoreDiagnosticFromXMLFragment(const char* text) {
-  return restore(text == nullptr ? std::string_view() : std::string_view(text));
+  qvsv::detail::RestoreOutcome outcome;
+  return qvsv::detail::RestoreXMLFragment(text == nullptr ? std::string_view() : std::string_view(text), outcome);
 }
 
 qvsvDiagnosticImpl* qvsvRestoreDiagnosticFromXMLFragment(const char16_t* text) {
   if (text == nullptr) return nullptr;
-  const std::u16string_view wide(text);
-  if (wide.substr(0, kRootTag.size()) != u"<diag_root>") return nullptr;
-  const std::string narrow = ConvertUStringToStdString(wide, true);
-  return restore(narrow);
+  qvsv::detail::RestoreOutcome outcome;
+  return qvsv::detail::RestoreXMLFragment(std::u16string_view(text), outcome);
 }

@@ -1,5 +1,9 @@
 // Writing the message form and the argument form of a diagnostic.
+#include <unicode/utf8.h>
+
+#include <cstdio>
 #include <cstring>
+#include <string_view>
 
 #include "qv_services/conversions.hpp"
 #include "qv_services/diagnostic_creation.hpp"
@@ -31,14 +35,85 @@ std::size_t estimatedSize(const qvsvDiagnosticImpl* diag, std::size_t perItem, s
   return size;
 }
 
-void writeMessageItems(std::string& out, const qvsvDiagnosticImpl* diag) {
+// Whether XML 1.0 can hold the code point at all, as text or as a reference.
+bool isXmlChar(UChar32 c) {
+  return c == 0x9 || c == 0xA || c == 0xD || (c >= 0x20 && c <= 0xD7FF) || (c >= 0xE000 && c <= 0xFFFD) ||
+         (c >= 0x10000 && c <= 0x10FFFF);
+}
+
+// Calls visit(code point) for each character of a UTF-8 text; an ill-formed
+// sequence is passed as a negative value.
+template <typename Visit>
+void forEachCodePoint(std::string_view text, Visit visit) {
+  const std::int64_t length = static_cast<std::int64_t>(text.size());
+  for (std::int64_t at = 0; at < length;) {
+    UChar32 c;
+    U8_NEXT(text.data(), at, length, c);
+    visit(c);
+  }
+}
+
+// Whether the narrow text can be written as character data and read back
+// unchanged: well-formed UTF-8 of characters that XML 1.0 allows.
+bool fitsCharacterData(std::string_view text) {
+  bool fits = true;
+  forEachCodePoint(text, [&fits](UChar32 c) { fits = fits && c >= 0 && isXmlChar(c); });
+  return fits;
+}
+
+// The text inside one CDATA section as a reader gives it back: "]]>" would
+// end the section, so it is split there ("]]" ends one section, ">" opens the
+// next), and a carriage return, which a reader turns into a newline, goes
+// between two sections as a character reference.
+void writeCdataContent(std::string& out, std::string_view text) {
+  std::size_t done = 0;
+  for (std::size_t at = text.find_first_of("]\r"); at != std::string_view::npos; at = text.find_first_of("]\r", at)) {
+    if (text[at] == '\r') {
+      out += text.substr(done, at - done);
+      out += "]]>&#13;<![CDATA[";
+      done = at += 1;
+    } else if (text.compare(at, 3, "]]>") == 0) {
+      out += text.substr(done, at - done);
+      out += "]]]]><![CDATA[>";
+      done = at += 3;
+    } else {
+      at += 1;
+    }
+  }
+  out += text.substr(done);
+}
+
+// How an identifier goes into its attribute value.
+using IdentifierWriter = void (*)(std::string& out, std::string_view identifier);
+
+// As stored, unescaped: the message form's own bytes.
+void writeRaw(std::string& out, std::string_view identifier) { out += identifier; }
+
+// Printable ASCII as it is, except the three characters that end or change an
+// attribute value ('"', '<', '&'); everything else as a decimal character
+// reference, which a reader gives back exactly (blanks included). Characters
+// that XML 1.0 cannot hold at all, and ill-formed UTF-8, become U+FFFD.
+void writeAscii7(std::string& out, std::string_view identifier) {
+  forEachCodePoint(identifier, [&out](UChar32 c) {
+    if (c < 0 || !isXmlChar(c)) c = 0xFFFD;
+    if (c >= 0x20 && c < 0x7F && c != '"' && c != '<' && c != '&') {
+      out += static_cast<char>(c);
+    } else {
+      char reference[16];
+      const int n = std::snprintf(reference, sizeof reference, "&#%d;", static_cast<int>(c));
+      out.append(reference, static_cast<std::size_t>(n));
+    }
+  });
+}
+
+void writeMessageItems(std::string& out, const qvsvDiagnosticImpl* diag, IdentifierWriter writeIdentifier) {
   qvsv::detail::WalkItems(
       diag,
-      [&out](const qvsvDiagnosticItem& item, std::size_t depth) {
+      [&out, writeIdentifier](const qvsvDiagnosticItem& item, std::size_t depth) {
         const std::size_t indent = 4 * depth;
         out.append(indent, ' ');
         out += "<diag id=\"";
-        out += item.identifier;
+        writeIdentifier(out, item.identifier);
         out += "\">\n";
         out.append(indent, ' ');
         out += "<msg encoded=\"yes\">\n";
@@ -90,8 +165,12 @@ class ArgumentRecords {
         records_.push_back({0, *number, nullptr});
       } else if (const auto* wide = std::get_if<std::u16string>(&argument)) {
         records_.push_back({1, 0, hostCopy(EncodeBase64FromUChars(*wide))});
+      } else if (const std::string& narrow = std::get<std::string>(argument); fitsCharacterData(narrow)) {
+        records_.push_back({2, 0, hostCopy(narrow)});
       } else {
-        records_.push_back({2, 0, hostCopy(std::get<std::string>(argument))});
+        // XML cannot carry these bytes as text: the encoded kind carries the
+        // characters (ill-formed bytes as U+FFFD), read back as wide text.
+        records_.push_back({1, 0, hostCopy(EncodeBase64FromUChars(ConvertStdStringToUString(narrow)))});
       }
     }
   }
@@ -122,7 +201,7 @@ class ArgumentRecords {
           out += record.text;
         } else {
           out += "><![CDATA[";
-          out += record.text;
+          writeCdataContent(out, record.text);
           out += "]]>";
         }
       }
@@ -170,7 +249,7 @@ std::string qvsvSerializeDiagnosticAsXMLString(qvsvDiagnosticImpl*& diag) {
   std::string out;
   out.reserve(32 + estimatedSize(diag, 80, 3));
   out += "<diag_root>\n";
-  writeMessageItems(out, diag);
+  writeMessageItems(out, diag, writeRaw);
   out += "</diag_root>\n";
   qvsvDiscardDiagnostic(diag);
   return out;
@@ -195,5 +274,14 @@ std::string qvsvCreateSerializedMessageIDForDiagnostic(const resource_core::Base
   qvsvDiagnosticImpl* diag = qvsvCreateDiagnostic(id, "");
   std::string out = qvsvSerializeDiagnosticAsXMLStringWithArguments(diag);
   qvsvDiscardDiagnostic(diag);
+  return out;
+}
+
+std::string CreateSerializedDiagnosticAsASCII7String(const qvsvDiagnosticImpl* diag) {
+  std::string out;
+  out.reserve(32 + estimatedSize(diag, 80, 3, 0));
+  out += "<diag_root>\n";
+  writeMessageItems(out, diag, writeAscii7);
+  out += "</diag_root>\n";
   return out;
 }
