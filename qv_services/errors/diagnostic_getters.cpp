@@ -2,6 +2,7 @@
 // arguments, creation times and metadata.
 #include <cmath>
 #include <limits>
+#include <new>
 
 #include "qv_services/diagnostic.hpp"
 #include "qv_services/diagnostic_creation.hpp"
@@ -146,15 +147,27 @@ qvsvErrorCreationTime qvsvGetLastErrorCreationTime(qvsvDiagnosticImpl* const& di
 }
 
 void qvsvSetLastErrorCreationTime(qvsvDiagnosticImpl* const& diag, qvsvErrorCreationTime time) {
-  qvsvDiagnosticItem* item = qvsv::detail::OwnFirstItem(diag);
-  if (item != nullptr) item->creationTime = time;
+  try {
+    qvsvDiagnosticItem* item = qvsv::detail::OwnFirstItem(diag);
+    if (item != nullptr) item->creationTime = time;
+  } catch (const std::bad_alloc&) {
+    // A shared item that cannot be copied keeps its time.
+    qvsv::detail::RecordOutOfMemory(diag);
+  }
 }
 
+// Out of memory for the item's cause diagnostic, the cause is released and the
+// item gives way to the out-of-memory item: an item must not lose its cause
+// silently.
 void qvsvAddCauseToDiagnosticItem(qvsvDiagnosticImpl*& diag, unsigned index, qvsvDiagnosticImpl*& cause) {
   if (cause == nullptr) return;
   qvsvDiagnosticItem* item = itemOf(diag, index);
   if (item == nullptr || item->isStatic) return;
-  qvsvConcatenateDiagnostics(item->cause, cause, false);
+  try {
+    qvsvConcatenateDiagnostics(item->cause, cause, false);
+  } catch (const std::bad_alloc&) {
+    qvsv::detail::MarkOutOfMemory(diag, item);
+  }
 }
 
 void qvsvAddCauseToLastDiagnosticItem(qvsvDiagnosticImpl*& diag, qvsvDiagnosticImpl*& cause) {
@@ -167,7 +180,18 @@ namespace qvsv {
 void SetMetaDataToLastDiagnostic(qvsvDiagnosticImpl*& diag, const std::u16string& key,
                                  const qvsvArgumentValue& value) {
   if (diag == nullptr || diag->isEmpty()) return;
-  qvsv::detail::OwnLastItem(diag)->metadata.insert_or_assign(key, value);
+  qvsvDiagnosticItem* item = nullptr;
+  try {
+    item = qvsv::detail::OwnLastItem(diag);
+    item->metadata.insert_or_assign(key, value);
+  } catch (const std::bad_alloc&) {
+    // The entry is missing: the item is no longer what it was meant to be.
+    if (item != nullptr) {
+      qvsv::detail::MarkOutOfMemory(diag, item);
+    } else {
+      qvsv::detail::RecordOutOfMemory(diag);
+    }
+  }
 }
 
 const qvsvArgumentValue* GetMetaDataFromLastDiagnostic(qvsvDiagnosticImpl* const& diag, const std::u16string& key) {

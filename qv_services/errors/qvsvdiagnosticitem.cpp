@@ -1,6 +1,7 @@
 // The diagnostic item: construction from the item pool, item copy and
 // destruction.
 #include <cstring>
+#include <memory>
 #include <new>
 
 #include "qv_services/diagnostic.hpp"
@@ -29,16 +30,18 @@ qvsvDiagnosticItem::~qvsvDiagnosticItem() {
 namespace {
 
 // A full copy of a cause diagnostic: every item, no limit, no hand-over.
+// Throws std::bad_alloc with nothing left behind.
 qvsvDiagnosticImpl* copyCause(const qvsvDiagnosticImpl* source) {
   if (source == nullptr) return nullptr;
-  qvsvDiagnosticImpl* copy = qvsvObtainDiagnostic();
+  qvsv::detail::OwnedDiagnostic copy(qvsvObtainDiagnostic());
   for (const qvsvDiagnosticItem* item : source->items()) {
-    auto* clone = new qvsvDiagnosticItem;
+    std::unique_ptr<qvsvDiagnosticItem> clone(new qvsvDiagnosticItem);
     *clone = *item;
-    copy->appendWithoutLimit(clone);
+    copy->appendWithoutLimit(clone.get());
+    clone.release();
   }
   copy->candidates() = source->candidates();
-  return copy;
+  return copy.release();
 }
 
 }  // namespace

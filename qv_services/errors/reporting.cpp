@@ -42,9 +42,17 @@ void handOverAllHandles(qvsvDiagnosticImpl* diag) {
   for (qvsvDiagnosticItem* item : diag->items()) diag->handOverHandles(item);
 }
 
+// Releases the caller's diagnostic however the report ends: it was handed
+// over, also when a step throws (std::bad_alloc, a callback's exception).
+struct Consumed {
+  qvsvDiagnosticImpl*& diag;
+  ~Consumed() { qvsvDiscardDiagnostic(diag); }
+};
+
 // Always consumes diag.
 void report(qvsvDiagnosticImpl*& diag, qvsvDiagnosticListenerContext context) {
   if (diag == nullptr) return;
+  Consumed consumed{diag};
   if (diag->isEmpty()) {
     qvsvDiscardDiagnostic(diag);
     return;
@@ -71,7 +79,14 @@ void report(qvsvDiagnosticImpl*& diag, qvsvDiagnosticListenerContext context) {
 }  // namespace
 
 void qvsvReportAsError(qvsvDiagnosticImpl*& diag) {
-  if (isQVSVErrorReport()) qvsvCreateReportForErrors(diag);
+  if (isQVSVErrorReport()) {
+    try {
+      qvsvCreateReportForErrors(diag);
+    } catch (...) {
+      qvsvDiscardDiagnostic(diag);  // handed over all the same
+      throw;
+    }
+  }
   report(diag, qvsv::util::kErrorContext);
 }
 
@@ -86,6 +101,7 @@ void qvsvReportAsInfo(qvsvDiagnosticImpl*& diag) { report(diag, qvsv::util::kInf
 
 void qvsvWarning(qvsvDiagnosticImpl*& diag, qvsvMessageTypeCallback callback, int count, const std::u16string& text) {
   if (diag == nullptr) return;
+  Consumed consumed{diag};
   if (!diag->isEmpty() && (callback == nullptr || callback(diag))) {
     handOverAllHandles(diag);
     display(diag, qvsv::util::kWarningContext, text.empty() ? displayText(diag, count) : text);

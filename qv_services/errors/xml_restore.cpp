@@ -6,6 +6,7 @@
 #include <cstring>
 #include <iostream>
 #include <memory>
+#include <new>
 #include <string_view>
 #include <utility>
 
@@ -54,10 +55,24 @@ class RestoreHandler {
 
   qvsvDiagnosticImpl* takeResult() { return std::exchange(result_, nullptr); }
   qvsvDiagnosticImpl*& error() { return error_; }
+  bool outOfMemory() const { return outOfMemory_; }
+
+  // Expat is C: nothing may unwind through it. A handler that runs short of
+  // memory stops the parser and the restore ends with the out-of-memory
+  // diagnostic.
+  template <typename Step>
+  void guarded(const Step& step) {
+    try {
+      step();
+    } catch (const std::bad_alloc&) {
+      outOfMemory_ = true;
+      XML_StopParser(parser_, XML_FALSE);
+    }
+  }
 
   void start(const char* name, const char** attributes) {
     ++depth_;
-    if (error_ != nullptr) return;
+    if (error_ != nullptr || outOfMemory_) return;
     const std::string_view element(name);
     if (element == rootName_) {
       if (seenRoot_ || !lists_.empty()) {
@@ -125,7 +140,7 @@ class RestoreHandler {
 
   void end(const char* name) {
     --depth_;
-    if (error_ != nullptr) return;
+    if (error_ != nullptr || outOfMemory_) return;
     const std::string_view element(name);
     if (qvsvGetXMLRestoreEcho()) std::cout << std::string(static_cast<std::size_t>(depth_), '\t') << element << '\n';
     if (element == "msg") {
@@ -160,7 +175,7 @@ class RestoreHandler {
   }
 
   void characters(const char* data, int length) {
-    if (error_ != nullptr) return;
+    if (error_ != nullptr || outOfMemory_) return;
     if (collecting_ == Collect::Message) {
       items_.back().text.append(data, static_cast<std::size_t>(length));
     } else if (collecting_ == Collect::Argument) {
@@ -216,7 +231,7 @@ class RestoreHandler {
     }
     // Items are built directly: a restored diagnostic holds exactly what
     // was written, whatever the queue limit of this process.
-    auto* item = new qvsvDiagnosticItem;
+    std::unique_ptr<qvsvDiagnosticItem> item(new qvsvDiagnosticItem);
     item->identifier = std::move(pending.id);
     if (pending.hasMessage) {
       item->message = pending.encoded ? DecodeBase64FromChars(pending.text) : ConvertStdStringToUString(pending.text);
@@ -229,7 +244,8 @@ class RestoreHandler {
     item->cause = std::exchange(pending.causes, nullptr);
     qvsvDiagnosticImpl*& list = lists_.back();
     if (list == nullptr) list = qvsvObtainDiagnostic();
-    list->appendWithoutLimit(item);
+    list->appendWithoutLimit(item.get());
+    item.release();
   }
 
   void fail(const char* key, const std::string& detail) {
@@ -250,6 +266,7 @@ class RestoreHandler {
   std::string argText_;
   qvsvDiagnosticImpl* result_ = nullptr;
   qvsvDiagnosticImpl* error_ = nullptr;
+  bool outOfMemory_ = false;
 };
 
 }  // namespace
@@ -262,13 +279,18 @@ bool& echoSwitch() {
 }
 
 void XMLCALL onStart(void* data, const XML_Char* name, const XML_Char** attributes) {
-  static_cast<RestoreHandler*>(data)->start(name, attributes);
+  auto* handler = static_cast<RestoreHandler*>(data);
+  handler->guarded([&] { handler->start(name, attributes); });
 }
 
-void XMLCALL onEnd(void* data, const XML_Char* name) { static_cast<RestoreHandler*>(data)->end(name); }
+void XMLCALL onEnd(void* data, const XML_Char* name) {
+  auto* handler = static_cast<RestoreHandler*>(data);
+  handler->guarded([&] { handler->end(name); });
+}
 
 void XMLCALL onCharacters(void* data, const XML_Char* text, int length) {
-  static_cast<RestoreHandler*>(data)->characters(text, length);
+  auto* handler = static_cast<RestoreHandler*>(data);
+  handler->guarded([&] { handler->characters(text, length); });
 }
 
 // The document type definition is supplied, never fetched.
@@ -308,15 +330,16 @@ qvsvDiagnosticImpl* parserErrorDiagnostic(XML_Parser parser, qvsvDiagnosticImpl*
   qvsvDiagnosticImpl* parserError = qvsvCreateDiagnosticFromIdAndMsg("QVSV_SERVICES:ExpatParserError", message.c_str());
   if (handlerError != nullptr) qvsvAddCauseToLastDiagnosticItem(parserError, handlerError);
   qvsvDiscardDiagnostic(handlerError);
+  qvsv::detail::OwnedDiagnostic cause(parserError);
   qvsvDiagnosticImpl* error = qvsvCreateDiagnosticFromIdAndMsg(
       "QVSV_DIAGNOSTIC:RESTORE_DIAGNOSTIC_ERROR", "QV_SERVICES WASN'T ABLE TO RESTORE qvsvDiagnostic from xml string");
+  parserError = cause.release();
   qvsvAddCauseToLastDiagnosticItem(error, parserError);
   qvsvDiscardDiagnostic(parserError);
   return error;
 }
 
-qvsvDiagnosticImpl* restore(std::string_view fragment) {
-  if (fragment.substr(0, kRootTag.size()) != kRootTag) return nullptr;
+qvsvDiagnosticImpl* restoreOrThrow(std::string_view fragment) {
   std::unique_ptr<XML_ParserStruct, ParserDeleter> parser(XML_ParserCreate_MM("UTF-8", &kParserMemory, nullptr));
   if (!parser) return qvsvCreateMemoryAllocationDiagnostic();
   RestoreHandler handler(parser.get());
@@ -339,12 +362,24 @@ qvsvDiagnosticImpl* restore(std::string_view fragment) {
     ok = XML_Parse(parser.get(), fragment.data() + at, static_cast<int>(n), XML_FALSE) == XML_STATUS_OK;
   }
   if (ok) ok = XML_Parse(parser.get(), "", 0, XML_TRUE) == XML_STATUS_OK;
+  if (handler.outOfMemory()) return qvsvCreateMemoryAllocationDiagnostic();
   // A well-formed document can still lack a complete root (for example when
   // the handler stopped nothing but no diag_root ended).
   qvsvDiagnosticImpl* result = ok ? handler.takeResult() : nullptr;
   if (ok && result != nullptr) return result;
   qvsvDiscardDiagnostic(result);
   return parserErrorDiagnostic(parser.get(), handler.error());
+}
+
+// Running short anywhere gives the out-of-memory diagnostic; only when not
+// even that can be made does std::bad_alloc propagate.
+qvsvDiagnosticImpl* restore(std::string_view fragment) {
+  if (fragment.substr(0, kRootTag.size()) != kRootTag) return nullptr;
+  try {
+    return restoreOrThrow(fragment);
+  } catch (const std::bad_alloc&) {
+    return qvsvCreateMemoryAllocationDiagnostic();
+  }
 }
 
 }  // namespace
@@ -360,6 +395,11 @@ qvsvDiagnosticImpl* qvsvRestoreDiagnosticFromXMLFragment(const char16_t* text) {
   if (text == nullptr) return nullptr;
   const std::u16string_view wide(text);
   if (wide.substr(0, kRootTag.size()) != u"<diag_root>") return nullptr;
-  const std::string narrow = ConvertUStringToStdString(wide, true);
+  std::string narrow;
+  try {
+    narrow = ConvertUStringToStdString(wide, true);
+  } catch (const std::bad_alloc&) {
+    return qvsvCreateMemoryAllocationDiagnostic();
+  }
   return restore(narrow);
 }

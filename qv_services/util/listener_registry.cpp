@@ -13,29 +13,43 @@ ListenerRegistry& Listeners() {
   return *registry;
 }
 
-util::DiagnosticCallback SwapDiagnosticCallback(const std::string& name, util::DiagnosticCallback fn) {
-  auto& callbacks = Listeners().callbacks;
-  util::DiagnosticCallback previous;
-  const auto it = callbacks.find(name);
+namespace {
+
+// Swaps in place where the name is registered, so that a scoped listener's
+// destructor, which always finds its own entry, allocates nothing; a failed
+// insertion leaves the registry as it was.
+template <typename Map, typename Key, typename Fn>
+Fn swapCallback(Map& callbacks, const Key& key, Fn fn) {
+  Fn previous;
+  const auto it = callbacks.find(key);
   if (it != callbacks.end()) {
     previous = std::move(it->second);
-    callbacks.erase(it);
+    if (fn) {
+      it->second = std::move(fn);
+    } else {
+      callbacks.erase(it);
+    }
+  } else if (fn) {
+    callbacks.emplace(key, std::move(fn));
   }
-  if (fn) callbacks.emplace(name, std::move(fn));
   return previous;
+}
+
+}  // namespace
+
+util::DiagnosticCallback SwapDiagnosticCallback(const std::string& name, util::DiagnosticCallback fn) {
+  return swapCallback(Listeners().callbacks, name, std::move(fn));
 }
 
 util::IDDiagnosticCallback SwapIDDiagnosticCallback(const std::string& name, void* owner,
                                                     util::IDDiagnosticCallback fn) {
-  auto& callbacks = Listeners().idCallbacks;
-  util::IDDiagnosticCallback previous;
-  const auto it = callbacks.find({name, owner});
-  if (it != callbacks.end()) {
-    previous = std::move(it->second);
-    callbacks.erase(it);
-  }
-  if (fn) callbacks.emplace(std::make_pair(name, owner), std::move(fn));
-  return previous;
+  return swapCallback(Listeners().idCallbacks, std::make_pair(name, owner), std::move(fn));
+}
+
+void UnregisterListener(std::string_view name) noexcept {
+  auto& listeners = Listeners().listeners;
+  const auto it = listeners.find(name);
+  if (it != listeners.end()) listeners.erase(it);
 }
 
 namespace {
