@@ -18,11 +18,18 @@ std::size_t gFailAt = 0;
 bool gFailed = false;
 std::size_t gLiveTagged = 0;
 
+bool tracing();
+
 // True when this request is the one to fail.
 bool countRequest() {
   if (!tArmed) return false;
   if (++gRequests != gFailAt) return false;
   gFailed = true;
+  if (tracing()) {
+    void* frames[12];
+    std::fprintf(stderr, "--- failing request %zu\n", gRequests);
+    backtrace_symbols_fd(frames, backtrace(frames, 12), STDERR_FILENO);
+  }
   return true;
 }
 
@@ -118,6 +125,7 @@ void PrintLiveHeapBlocks() {
 }
 
 ArmedRun::ArmedRun(std::size_t failAt) {
+  for (Trace& t : gTraces) t.block = nullptr;  // only this run's blocks are of interest
   gRequests = 0;
   gFailAt = failAt;
   gFailed = false;
