@@ -15,6 +15,20 @@
 // is not below the item count finds no item. Nothing here throws for queue
 // trouble; overflow and out-of-memory are recorded in the diagnostic itself.
 // All of this runs on the host's main thread, without locks.
+//
+// Running out of memory. An operation on a diagnostic that runs short
+// records it there, never by throwing, and leaks nothing; recording
+// allocates nothing, as it lists the shared out-of-memory item
+// "QV_SERVICES:utils:MemoryAllocationError":
+//   - an operation on one item (a cause, metadata, handles, arguments, a
+//     replacement, the creation time) that cannot finish makes that item give
+//     way to the out-of-memory item: a half-changed item would say something
+//     that nobody said, and the count of items stays as it was;
+//   - an operation that adds to a diagnostic (merging, candidates,
+//     duplication) appends the out-of-memory item after what it managed.
+// Only where no diagnostic exists to record it in (a null destination that
+// cannot be made, a duplicate that cannot be obtained) does std::bad_alloc
+// propagate, and what was handed over is released all the same.
 #pragma once
 
 #include <cstdint>
@@ -172,7 +186,8 @@ class QVSV_API qvsvDiagnosticImpl {
 // there is one (its reusable mark is cleared), else a new one.
 QVSV_API qvsvDiagnosticImpl* qvsvObtainDiagnostic();
 // A deep copy of the first min(count, L) items (none when L is 0) and the
-// candidates; null for null.
+// candidates; null for null. Out of memory, the copy ends with the
+// out-of-memory item after the items copied so far.
 QVSV_API qvsvDiagnosticImpl* qvsvDuplicateDiagnostic(qvsvDiagnosticImpl* const& diag);
 // Releases the diagnostic and nulls the pointer; nothing for null.
 QVSV_API void qvsvDiscardDiagnostic(qvsvDiagnosticImpl*& diag);
@@ -214,7 +229,9 @@ QVSV_API void qvsvSetLastErrorCreationTime(qvsvDiagnosticImpl* const& diag, qvsv
 
 // --- Causes. The cause is merged into the item's cause diagnostic and the
 // caller's cause pointer nulled; with a null diagnostic, a missing or static
-// item, nothing happens and the caller keeps the cause. ---
+// item, nothing happens and the caller keeps the cause. When the item's cause
+// diagnostic cannot be made, the cause is released and the item gives way to
+// the out-of-memory item. ---
 QVSV_API void qvsvAddCauseToDiagnosticItem(qvsvDiagnosticImpl*& diag, unsigned index, qvsvDiagnosticImpl*& cause);
 QVSV_API void qvsvAddCauseToLastDiagnosticItem(qvsvDiagnosticImpl*& diag, qvsvDiagnosticImpl*& cause);
 

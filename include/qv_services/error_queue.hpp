@@ -28,11 +28,15 @@ QVSV_API bool qvsvShouldSkipDetailedStackDiagnostics();
 
 // --- Merging: src's items move into dest (at its front or end) under the
 // limit; src is released. Nothing happens when src is null or is dest; an
-// empty src stays with the caller. ---
+// empty src stays with the caller. Out of memory (the overflow item's place,
+// the candidates), dest ends with the out-of-memory item and src is released
+// all the same; a null dest that cannot be made throws std::bad_alloc after
+// releasing src. ---
 QVSV_API void qvsvConcatenateDiagnostics(qvsvDiagnosticImpl*& dest, qvsvDiagnosticImpl*& src, bool atFront);
 QVSV_API void qvsvConcatenateDiagnostics(qvsvDiagnosticImpl*& dest, qvsvDiagnosticImpl*&& src, bool atFront);
 // Overwrites target's last item with a copy of replacement's last item and
-// releases replacement (when either is null or empty, only the release).
+// releases replacement (when either is null or empty, only the release). A
+// copy that cannot be finished leaves the out-of-memory item in its place.
 QVSV_API void qvsvReplaceLastDiagnostic(qvsvDiagnosticImpl* target, qvsvDiagnosticImpl*& replacement);
 // Replace the last item's arguments (positional, or named string arguments
 // stored in name order) and render its message again from the catalogue

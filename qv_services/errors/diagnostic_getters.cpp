@@ -151,8 +151,8 @@ void qvsvSetLastErrorCreationTime(qvsvDiagnosticImpl* const& diag, qvsvErrorCrea
     qvsvDiagnosticItem* item = qvsv::detail::OwnFirstItem(diag);
     if (item != nullptr) item->creationTime = time;
   } catch (const std::bad_alloc&) {
-    // A shared item that cannot be copied keeps its time.
-    qvsv::detail::RecordOutOfMemory(diag);
+    // A shared item that cannot be copied gives way to the out-of-memory item.
+    qvsv::detail::MarkOutOfMemory(diag, diag->firstItem());
   }
 }
 
@@ -186,11 +186,7 @@ void SetMetaDataToLastDiagnostic(qvsvDiagnosticImpl*& diag, const std::u16string
     item->metadata.insert_or_assign(key, value);
   } catch (const std::bad_alloc&) {
     // The entry is missing: the item is no longer what it was meant to be.
-    if (item != nullptr) {
-      qvsv::detail::MarkOutOfMemory(diag, item);
-    } else {
-      qvsv::detail::RecordOutOfMemory(diag);
-    }
+    qvsv::detail::MarkOutOfMemory(diag, item != nullptr ? item : diag->lastItem());
   }
 }
 

@@ -65,6 +65,19 @@ struct ArrayDestroyer {
 };
 using OwnedArray = std::unique_ptr<txArray, ArrayDestroyer>;
 
+// Releases a caller's diagnostic that a function consumes, however the
+// function ends (also by an exception): the caller handed it over.
+class ConsumedDiagnostic {
+ public:
+  explicit ConsumedDiagnostic(qvsvDiagnosticImpl*& diag) : diag_(diag) {}
+  ~ConsumedDiagnostic() { qvsvDiscardDiagnostic(diag_); }
+  ConsumedDiagnostic(const ConsumedDiagnostic&) = delete;
+  ConsumedDiagnostic& operator=(const ConsumedDiagnostic&) = delete;
+
+ private:
+  qvsvDiagnosticImpl*& diag_;
+};
+
 // The diagnostic's item at position, or its first or last item (null when
 // empty), made the diagnostic's own first: a shared static item (overflow, out
 // of memory) is replaced in the list by a private copy, so that changing one

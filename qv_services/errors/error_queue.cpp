@@ -112,11 +112,7 @@ void qvsvReplaceLastDiagnostic(qvsvDiagnosticImpl* target, qvsvDiagnosticImpl*& 
       *last = *replacement->lastItem();
     } catch (const std::bad_alloc&) {
       // Half a copy would mix two messages: the item gives way to the marker.
-      if (last != nullptr) {
-        qvsv::detail::MarkOutOfMemory(target, last);
-      } else {
-        qvsv::detail::RecordOutOfMemory(target);
-      }
+      qvsv::detail::MarkOutOfMemory(target, last != nullptr ? last : target->lastItem());
     }
   }
   qvsvDiscardDiagnostic(replacement);
@@ -131,6 +127,8 @@ void rerender(qvsvDiagnosticItem* item, const std::function<std::u16string(const
   if (colon == std::string::npos || colon == 0 || colon + 1 == item->identifier.size()) return;
   try {
     item->message = render(item->identifier.substr(0, colon), item->identifier.substr(colon + 1));
+  } catch (const std::bad_alloc&) {
+    throw;  // a shortage, not an unknown message: the caller records it
   } catch (const std::exception&) {
     // Not a catalogued message: keep the text it was made with.
   }
@@ -153,11 +151,7 @@ void replaceLastArguments(qvsvDiagnosticImpl* queue, const qvsvArgumentVector& a
     item->arguments = array;
     rerender(item, render);
   } catch (const std::bad_alloc&) {
-    if (item != nullptr) {
-      qvsv::detail::MarkOutOfMemory(queue, item);
-    } else {
-      qvsv::detail::RecordOutOfMemory(queue);
-    }
+    qvsv::detail::MarkOutOfMemory(queue, item != nullptr ? item : queue->lastItem());
   }
 }
 
@@ -178,7 +172,7 @@ void qvsvReplaceLastDiagnosticStringArguments(qvsvDiagnosticImpl*& queue,
     values.reserve(arguments.size());
     for (const auto& [name, value] : arguments) values.emplace_back(value);
   } catch (const std::bad_alloc&) {
-    qvsv::detail::RecordOutOfMemory(queue);
+    qvsv::detail::MarkOutOfMemory(queue, queue->lastItem());
     return;
   }
   replaceLastArguments(queue, values, [&](const std::string& catalog, const std::string& key) {
@@ -259,7 +253,7 @@ void qvsvSetHandlesInErrorQueueLastDiagnostic(const double* handles, int count, 
   try {
     item = qvsv::detail::OwnLastItem(queue);
   } catch (const std::bad_alloc&) {
-    qvsv::detail::RecordOutOfMemory(queue);
+    qvsv::detail::MarkOutOfMemory(queue, queue->lastItem());
     return;
   }
   qvsv::detail::SetItemHandles(queue, item, handles, count);
@@ -279,7 +273,7 @@ void qvsvSetHandlesInErrorQueueLastDiagnostic(qvsvObjectIterator first, qvsvObje
     // Made now: once the converter has failed, the catalogue may be out of reach.
     qvsv::detail::OutOfMemoryItem();
   } catch (const std::bad_alloc&) {
-    qvsv::detail::RecordOutOfMemory(queue);
+    qvsv::detail::MarkOutOfMemory(queue, queue->lastItem());
     return;
   }
   item->handleConverter = converter;

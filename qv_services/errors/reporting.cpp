@@ -3,6 +3,7 @@
 // nobody took.
 #include "qv_services/reporting.hpp"
 
+#include "qv_services/errors/diagnostic_state.hpp"
 #include "qv_services/feature.hpp"
 #include "qv_services/feature/detail/feature_access.hpp"
 #include "qv_services/listeners.hpp"
@@ -42,17 +43,10 @@ void handOverAllHandles(qvsvDiagnosticImpl* diag) {
   for (qvsvDiagnosticItem* item : diag->items()) diag->handOverHandles(item);
 }
 
-// Releases the caller's diagnostic however the report ends: it was handed
-// over, also when a step throws (std::bad_alloc, a callback's exception).
-struct Consumed {
-  qvsvDiagnosticImpl*& diag;
-  ~Consumed() { qvsvDiscardDiagnostic(diag); }
-};
-
 // Always consumes diag.
 void report(qvsvDiagnosticImpl*& diag, qvsvDiagnosticListenerContext context) {
   if (diag == nullptr) return;
-  Consumed consumed{diag};
+  const qvsv::detail::ConsumedDiagnostic consumed(diag);
   if (diag->isEmpty()) {
     qvsvDiscardDiagnostic(diag);
     return;
@@ -101,7 +95,7 @@ void qvsvReportAsInfo(qvsvDiagnosticImpl*& diag) { report(diag, qvsv::util::kInf
 
 void qvsvWarning(qvsvDiagnosticImpl*& diag, qvsvMessageTypeCallback callback, int count, const std::u16string& text) {
   if (diag == nullptr) return;
-  Consumed consumed{diag};
+  const qvsv::detail::ConsumedDiagnostic consumed(diag);
   if (!diag->isEmpty() && (callback == nullptr || callback(diag))) {
     handOverAllHandles(diag);
     display(diag, qvsv::util::kWarningContext, text.empty() ? displayText(diag, count) : text);

@@ -125,6 +125,36 @@ void mergingScenario(Outcome& outcome) {
   if (copy.get() != nullptr) problem(outcome, "a merge kept its source");
 }
 
+// Turns each object into its 1-based position, in host memory.
+double* positionsOf(qvsvObjectIterator first, qvsvObjectIterator last, int& count, std::u16string&) {
+  count = static_cast<int>(last - first);
+  auto* handles = static_cast<double*>(utMalloc(sizeof(double) * static_cast<std::size_t>(count)));
+  if (handles == nullptr) return nullptr;
+  for (int i = 0; i < count; ++i) handles[i] = i + 1;
+  return handles;
+}
+
+void ignoreHandles(qvsvDiagnosticImpl*, double*, int) {}
+
+void lastItemScenario(Outcome& outcome) {
+  Held queue(create("Sweep:first"));
+  qvsvConcatenateDiagnostics(queue.ref(), qvsvCreateDiagnostic(resource_core::BaseMsgID(
+                                              "QVSV_TEST:extra", "Pair", {std::string("a"), std::string("b")}), ""),
+                             false);
+  qvsvReplaceLastDiagnosticArguments(queue.ref(), {std::u16string(u"caf\u00e9"), std::int64_t{12}});
+  qvsvReplaceLastDiagnosticStringArguments(queue.ref(), {{u"name", u"Gain"}});
+  qvsvSetLastErrorCreationTime(queue.get(), static_cast<qvsvErrorCreationTime>(3));
+  QVSVKSObjectBase objects[2];
+  const qvsvObjectVector objectList = {&objects[0], &objects[1]};
+  qvsvSetHandlesInErrorQueueLastDiagnostic(objectList, ignoreHandles, positionsOf, queue.ref());
+  Held replacement(create("Sweep:replacement", {8.5}));
+  qvsvReplaceLastDiagnostic(queue.get(), replacement.ref());
+  if (replacement.get() != nullptr) problem(outcome, "the replacement was kept");
+  checkTree(queue.get(), "Sweep:first;Sweep:replacement;", outcome, "after replacing the last item");
+  qvsvClearLastError(queue.ref());
+  checkTree(queue.get(), "Sweep:first;", outcome, "after clearing the last item");
+}
+
 // --- Renderings and the XML forms. ---
 
 qvsvDiagnosticImpl* treeWithCause() {
@@ -311,6 +341,7 @@ const std::vector<Scenario>& Scenarios() {
   static const std::vector<Scenario> all = {
       {"Creation", 0, creationScenario, nullptr},
       {"CausesMergingDuplication", 1, mergingScenario, nullptr},
+      {"LastItem", 12, lastItemScenario, nullptr},
       {"Renderings", 2, renderingScenario, nullptr},
       {"XmlForms", 3, xmlScenario, nullptr},
       // Reports count their identifiers for the process: the counts are let go.
