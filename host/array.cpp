@@ -3,6 +3,7 @@
 
 #include <atomic>
 #include <memory>
+#include <new>
 #include <stdexcept>
 #include <string>
 #include <unordered_set>
@@ -79,6 +80,12 @@ ArrayData::~ArrayData() {
     if (slot != nullptr) deleteArray(slot);
   }
 }
+
+// An array being built: destroyed if building it fails half-way.
+struct ArrayDeleter {
+  void operator()(txArray* a) const { deleteArray(a); }
+};
+using BuildingArray = std::unique_ptr<txArray, ArrayDeleter>;
 
 txIndex checkedCount(txIndex m, txIndex n) {
   if (m != 0 && n > SIZE_MAX / m) {
@@ -187,7 +194,15 @@ void adopt(const char* function, txArray* value) {
 }
 
 void storeSlot(const char* function, txArray* owner, txIndex slot, txArray* value) {
-  ArrayData& data = writable(owner);
+  ArrayData* unshared = nullptr;
+  try {
+    unshared = &writable(owner);
+  } catch (const std::bad_alloc&) {
+    // The value was handed over: without memory to store it, it goes.
+    if (value != nullptr && value != owner && !value->inContainer) deleteArray(value);
+    throw;
+  }
+  ArrayData& data = *unshared;
   txArray*& place = data.slots[slot];
   if (place == value) return;
   adopt(function, value);
@@ -216,9 +231,9 @@ txArray* txCreateLogicalMatrix(txIndex m, txIndex n) { return newArray(txClassID
 txArray* txCreateCharMatrix(txIndex m, txIndex n) { return newArray(txClassID::Char, m, n); }
 
 txArray* txCreateString(std::u16string_view text) {
-  txArray* a = text.empty() ? newArray(txClassID::Char, 0, 0) : newArray(txClassID::Char, 1, text.size());
+  BuildingArray a(text.empty() ? newArray(txClassID::Char, 0, 0) : newArray(txClassID::Char, 1, text.size()));
   a->data->chars.assign(text.begin(), text.end());
-  return a;
+  return a.release();
 }
 
 txArray* txCreateStringFromUTF8(std::string_view text) { return txCreateString(tessel::detail::Utf8ToUtf16(text)); }
@@ -233,19 +248,19 @@ txArray* txCreateStructMatrix(txIndex m, txIndex n, const std::vector<std::strin
       }
     }
   }
-  txArray* a = newArray(txClassID::Struct, m, n);
+  BuildingArray a(newArray(txClassID::Struct, m, n));
   a->data->fields = fieldNames;
   a->data->slots.assign(checkedCount(checkedCount(m, n), fieldNames.size()), nullptr);
-  return a;
+  return a.release();
 }
 
 txArray* txCreateObjectMatrix(txIndex m, txIndex n, std::string_view className,
                               const std::vector<std::string>& fieldNames) {
   if (className.empty()) throw std::invalid_argument("txCreateObjectMatrix: empty class name");
-  txArray* a = txCreateStructMatrix(m, n, fieldNames);
+  BuildingArray a(txCreateStructMatrix(m, n, fieldNames));
   a->cls = txClassID::Object;
   a->data->className = std::string(className);
-  return a;
+  return a.release();
 }
 
 txClassID txGetClassID(const txArray* a) { return a == nullptr ? txClassID::Unknown : a->cls; }
@@ -401,7 +416,7 @@ int txAddField(txArray* s, std::string_view name) {
 
 txArray* txDuplicateArray(const txArray* a) {
   if (a == nullptr) return nullptr;
-  txArray* copy = newArray(a->cls, a->m, a->n);
+  BuildingArray copy(newArray(a->cls, a->m, a->n));
   const txIndex count = txGetNumberOfElements(a);
   ArrayData& dst = *copy->data;
   const ArrayData& src = *a->data;
@@ -419,7 +434,7 @@ txArray* txDuplicateArray(const txArray* a) {
       dst.slots[i] = child;
     }
   }
-  return copy;
+  return copy.release();
 }
 
 txArray* txCreateSharedDataCopy(const txArray* a) {

@@ -1,6 +1,7 @@
 // The host allocator, console print and multibyte character search.
 #include "tessel/ut.hpp"
 
+#include <atomic>
 #include <cstdarg>
 #include <cstdio>
 #include <cstdlib>
@@ -16,6 +17,17 @@ namespace {
 ScopedAllocationFailure*& innermostFailure() {
   static ScopedAllocationFailure* failure = nullptr;
   return failure;
+}
+
+// Blocks handed out and not yet freed; relaxed, as it only feeds leak checks.
+std::atomic<std::size_t>& liveBlocks() {
+  static std::atomic<std::size_t> blocks{0};
+  return blocks;
+}
+
+void* counted(void* block) {
+  if (block != nullptr) liveBlocks().fetch_add(1, std::memory_order_relaxed);
+  return block;
 }
 
 bool& printfIsHot() {
@@ -48,6 +60,8 @@ ScopedAllocationFailure::~ScopedAllocationFailure() {
   if (*link == this) *link = previous_;
 }
 
+std::size_t LiveHostBlockCount() { return liveBlocks().load(std::memory_order_relaxed); }
+
 ScopedPrintfIsHot::ScopedPrintfIsHot(bool hot) : previous_(utPrintfIsHot()) { utSetPrintfIsHot(hot); }
 ScopedPrintfIsHot::~ScopedPrintfIsHot() { utSetPrintfIsHot(previous_); }
 
@@ -56,21 +70,26 @@ ScopedPrintfIsHot::~ScopedPrintfIsHot() { utSetPrintfIsHot(previous_); }
 void* utMalloc(std::size_t size) {
   if (tessel::detail_allocationShouldFail(size)) return nullptr;
   // A zero-byte request still returns a block that utFree accepts.
-  return std::malloc(size == 0 ? 1 : size);
+  return tessel::counted(std::malloc(size == 0 ? 1 : size));
 }
 
 void* utCalloc(std::size_t count, std::size_t size) {
   if (size != 0 && count > SIZE_MAX / size) return nullptr;
   if (tessel::detail_allocationShouldFail(count * size)) return nullptr;
-  return std::calloc(count == 0 ? 1 : count, size == 0 ? 1 : size);
+  return tessel::counted(std::calloc(count == 0 ? 1 : count, size == 0 ? 1 : size));
 }
 
 void* utRealloc(void* block, std::size_t size) {
   if (tessel::detail_allocationShouldFail(size)) return nullptr;
-  return std::realloc(block, size == 0 ? 1 : size);
+  void* grown = std::realloc(block, size == 0 ? 1 : size);
+  // Only a reallocation of null makes a new block; otherwise the old one moves.
+  return block == nullptr ? tessel::counted(grown) : grown;
 }
 
-void utFree(void* block) { std::free(block); }
+void utFree(void* block) {
+  if (block != nullptr) tessel::liveBlocks().fetch_sub(1, std::memory_order_relaxed);
+  std::free(block);
+}
 
 void* utMallocWithCheck(std::size_t size) {
   void* block = utMalloc(size);

@@ -34,6 +34,20 @@
 // message on stderr that names the object ("qv_services: diagnostic 0x...
 // released twice"), as long as its memory has not been handed out again.
 // All of this runs on the host's main thread, without locks.
+//
+// Running out of memory. An operation on a diagnostic that runs short
+// records it there, never by throwing, and leaks nothing; recording
+// allocates nothing, as it lists the shared out-of-memory item
+// "QV_SERVICES:utils:MemoryAllocationError":
+//   - an operation on one item (a cause, metadata, handles, arguments, a
+//     replacement, the creation time) that cannot finish makes that item give
+//     way to the out-of-memory item: a half-changed item would say something
+//     that nobody said, and the count of items stays as it was;
+//   - an operation that adds to a diagnostic (merging, candidates,
+//     duplication) appends the out-of-memory item after what it managed.
+// Only where no diagnostic exists to record it in (a null destination that
+// cannot be made, a duplicate that cannot be obtained) does std::bad_alloc
+// propagate, and what was handed over is released all the same.
 #pragma once
 
 #include <cstdint>
@@ -229,7 +243,8 @@ class QVSV_API qvsvDiagnosticImpl {
 // there is one (its reusable mark is cleared), else a new one.
 QVSV_API qvsvDiagnosticImpl* qvsvObtainDiagnostic();
 // A deep copy of the first min(count, L) items (none when L is 0) and the
-// candidates; null for null.
+// candidates; null for null. Out of memory, the copy ends with the
+// out-of-memory item after the items copied so far.
 QVSV_API qvsvDiagnosticImpl* qvsvDuplicateDiagnostic(qvsvDiagnosticImpl* const& diag);
 // Releases the diagnostic and nulls the pointer; nothing for null. Two
 // releases from inside callbacks are not carried out at once: a queue released
@@ -286,7 +301,9 @@ QVSV_API void qvsvSetLastErrorCreationTime(qvsvDiagnosticImpl* const& diag, qvsv
 // caller's cause pointer nulled. Nothing happens, and the caller keeps the
 // cause, with a null diagnostic, a missing or static item, a cause that
 // contains the item (the diagnostic itself, or one it is a cause of), and a
-// cause that another item holds (a pointer from qvsvGetCauseFromDiagnosticItem). ---
+// cause that another item holds (a pointer from qvsvGetCauseFromDiagnosticItem).
+// When the item's cause diagnostic cannot be made, the cause is released and
+// the item gives way to the out-of-memory item. ---
 QVSV_API void qvsvAddCauseToDiagnosticItem(qvsvDiagnosticImpl*& diag, unsigned index, qvsvDiagnosticImpl*& cause);
 QVSV_API void qvsvAddCauseToLastDiagnosticItem(qvsvDiagnosticImpl*& diag, qvsvDiagnosticImpl*& cause);
 

@@ -8,6 +8,11 @@
 // (resource_core::CatalogError) and identifiers without a catalogue
 // (std::invalid_argument) propagate from the lookups; the _NoThrow form
 // returns the error text instead. Main thread only.
+//
+// Out of memory, every creator returns the out-of-memory diagnostic (one
+// shared item "QV_SERVICES:utils:MemoryAllocationError") instead of a
+// partial one, having leaked nothing; only when not even that diagnostic can
+// be obtained does std::bad_alloc propagate.
 #pragma once
 
 #include <map>

@@ -33,11 +33,15 @@ QVSV_API bool qvsvShouldSkipDetailedStackDiagnostics();
 // stay as they are, when the merge would make a cycle (dest is the cause of an
 // item inside src, at any depth, or the cause field of such an item), when an
 // item holds src as its cause (src is then that item's, not the caller's), or
-// when a process callback is receiving src's handles. ---
+// when a process callback is receiving src's handles. Out of memory (the
+// overflow item's place, the candidates), dest ends with the out-of-memory
+// item and src is released all the same; a null dest that cannot be made
+// throws std::bad_alloc after releasing src. ---
 QVSV_API void qvsvConcatenateDiagnostics(qvsvDiagnosticImpl*& dest, qvsvDiagnosticImpl*& src, bool atFront);
 QVSV_API void qvsvConcatenateDiagnostics(qvsvDiagnosticImpl*& dest, qvsvDiagnosticImpl*&& src, bool atFront);
 // Overwrites target's last item with a copy of replacement's last item and
-// releases replacement (when either is null or empty, only the release).
+// releases replacement (when either is null or empty, only the release). A
+// copy that cannot be finished leaves the out-of-memory item in its place.
 QVSV_API void qvsvReplaceLastDiagnostic(qvsvDiagnosticImpl* target, qvsvDiagnosticImpl*& replacement);
 // Replace the last item's arguments (positional, or named string arguments
 // stored in name order) and render its message again from the catalogue

@@ -7,7 +7,9 @@
 // (which rewrites arguments). Null or empty diagnostics render as empty text
 // (a single newline for the plain rendering). Items whose identifier is
 // "Tessel:TException:MultipleErrors" only wrap their causes: the formatted and
-// HTML renderings skip the item itself. Main thread only.
+// HTML renderings skip the item itself. A rendering that runs out of memory
+// throws std::bad_alloc and leaks nothing; the plain rendering still releases
+// its diagnostic then. Main thread only.
 #pragma once
 
 #include <string>

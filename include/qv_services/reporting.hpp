@@ -1,6 +1,8 @@
 // Reporting diagnostics to the host.
 //
-// Each function consumes the diagnostic (the caller's pointer becomes null).
+// Each function consumes the diagnostic (the caller's pointer becomes null),
+// also when a step throws (std::bad_alloc, or a callback's own exception),
+// which then propagates.
 // In order: the items' pending object handles go to their callbacks; a
 // warning that a warn-once filter has already shown is released; the
 // diagnostic counters and identifier callbacks hear of it; the diagnostic

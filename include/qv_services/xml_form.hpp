@@ -13,7 +13,12 @@
 // malformed document gives an error diagnostic (identifier
 // "QVSV_DIAGNOSTIC:RESTORE_DIAGNOSTIC_ERROR", caused by
 // "QVSV_SERVICES:ExpatParserError", caused in turn by the reader's own
-// finding when it has one). Any bytes are safe to restore. Main thread only.
+// finding when it has one). Any bytes are safe to restore. A restore that
+// runs out of memory gives the out-of-memory diagnostic (identifier
+// "QV_SERVICES:utils:MemoryAllocationError") and leaks nothing; an allocation
+// that Expat itself cannot make fails the parse as above, with Expat's
+// "out of memory". Writers that consume their diagnostic release it also when
+// they throw std::bad_alloc. Main thread only.
 //
 // What reads back. Messages are base64 of UTF-16 in both message forms, so
 // every message restores, up to its first NUL code unit. Identifiers are

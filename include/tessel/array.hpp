@@ -82,7 +82,9 @@ TESSEL_API std::string txGetStringUTF8(const txArray* a);
 
 // --- Cells. txGetCell returns the element (owned by the cell; null when
 // unset). txSetCell takes ownership of value (which must not belong to another
-// container) and destroys the element it replaces. ---
+// container) and destroys the element it replaces; when the cell's shared data
+// cannot be copied for the write (std::bad_alloc), value is destroyed too, so
+// that `txSetCell(c, i, txCreate...(...))` never leaks. ---
 TESSEL_API const txArray* txGetCell(const txArray* cell, txIndex index);
 TESSEL_API void txSetCell(txArray* cell, txIndex index, txArray* value);
 

@@ -59,6 +59,10 @@ class TESSEL_API ScopedAllocationFailure {
   std::size_t failures_ = 0;
 };
 
+// Blocks of utMalloc, utCalloc and utRealloc not yet given to utFree (for leak
+// checks in tests).
+TESSEL_API std::size_t LiveHostBlockCount();
+
 // Sets utPrintfIsHot for the scope's lifetime.
 class TESSEL_API ScopedPrintfIsHot {
  public:

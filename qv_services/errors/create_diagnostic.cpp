@@ -1,6 +1,8 @@
 // Creating diagnostics: from an identifier and a ready message, from a
 // catalogued message identifier, and the library's fixed diagnostics.
 #include <cstring>
+#include <memory>
+#include <new>
 #include <stdexcept>
 
 #include "qv_services/conversions.hpp"
@@ -27,24 +29,28 @@ void attachCallStack(qvsvDiagnosticItem* item) {
   item->callStack = stack;
 }
 
+// The creators return the out-of-memory diagnostic when they run short; only
+// when not even that can be made does std::bad_alloc propagate.
 qvsvDiagnosticImpl* createFromIdAndMessage(const double* handles, int count, qvsvProcessCallback callback,
                                            const char* id, std::u16string message) {
-  auto* item = new qvsvDiagnosticItem;
-  item->message = std::move(message);
-  item->identifier = id == nullptr ? kTLStyleId : id;
-  bool ok = true;
-  item->handles = qvsv::detail::CopyHandles(handles, count, ok);
-  if (!ok) {
-    delete item;
+  try {
+    std::unique_ptr<qvsvDiagnosticItem> item(new qvsvDiagnosticItem);
+    item->message = std::move(message);
+    item->identifier = id == nullptr ? kTLStyleId : id;
+    bool ok = true;
+    item->handles = qvsv::detail::CopyHandles(handles, count, ok);
+    if (!ok) return qvsvCreateMemoryAllocationDiagnostic();
+    item->numHandles = item->handles == nullptr ? 0 : count;
+    item->handleCallback = callback;
+    attachCallStack(item.get());
+    if (item->identifier.empty()) item->identifier = kUndefinedId;
+    qvsv::detail::OwnedDiagnostic diag(qvsvObtainDiagnostic());
+    diag->appendItem(item.get(), qvsv::detail::OverflowItem(), true);
+    item.release();
+    return diag.release();
+  } catch (const std::bad_alloc&) {
     return qvsvCreateMemoryAllocationDiagnostic();
   }
-  item->numHandles = item->handles == nullptr ? 0 : count;
-  item->handleCallback = callback;
-  attachCallStack(item);
-  if (item->identifier.empty()) item->identifier = kUndefinedId;
-  qvsvDiagnosticImpl* diag = qvsvObtainDiagnostic();
-  diag->appendItem(item, qvsv::detail::OverflowItem(), true);
-  return diag;
 }
 
 // "3, 7,12" -> {3, 7, 12}; std::stoi's exceptions name a bad piece.
@@ -106,12 +112,23 @@ qvsvDiagnosticImpl* createFromMessageID(const double* handles, int count, const 
     discovery.saved()(id, message, discovered, indices);
   }
   const std::string identifier = id.identifier();
-  qvsvDiagnosticImpl* diag = createFromIdAndMessage(discovered.data(), static_cast<int>(discovered.size()), nullptr,
-                                                    identifier.c_str(), std::move(message));
+  qvsv::detail::OwnedDiagnostic diag(createFromIdAndMessage(
+      discovered.data(), static_cast<int>(discovered.size()), nullptr, identifier.c_str(), std::move(message)));
   if (!id.arguments().empty() && !diag->isEmpty() && !diag->lastItem()->isShared) {
     diag->lastItem()->arguments = qvsv::detail::MakeArgumentArray(id.arguments());
   }
-  return diag;
+  return diag.release();
+}
+
+// Catalogue errors and bad object strings propagate; running short gives the
+// out-of-memory diagnostic, as for the other creators.
+qvsvDiagnosticImpl* createFromMessageIDOrShortage(const double* handles, int count,
+                                                  const resource_core::BaseMsgID& id, const std::string& objects) {
+  try {
+    return createFromMessageID(handles, count, id, objects);
+  } catch (const std::bad_alloc&) {
+    return qvsvCreateMemoryAllocationDiagnostic();
+  }
 }
 
 }  // namespace
@@ -149,12 +166,12 @@ qvsvDiagnosticImpl* qvsvCreateDiagnosticFromMessageID(const resource_core::BaseM
 }
 
 qvsvDiagnosticImpl* qvsvCreateDiagnostic(const resource_core::BaseMsgID& id, const std::string& objects) {
-  return createFromMessageID(nullptr, 0, id, objects);
+  return createFromMessageIDOrShortage(nullptr, 0, id, objects);
 }
 
 qvsvDiagnosticImpl* qvsvCreateDiagnostic(double* handles, int count, const resource_core::BaseMsgID& id,
                                          const std::string& objects) {
-  return createFromMessageID(handles, count, id, objects);
+  return createFromMessageIDOrShortage(handles, count, id, objects);
 }
 
 qvsvDiagnosticImpl* qvsvCreateDiagnosticWithArguments(const resource_core::BaseMsgID& id,
@@ -164,25 +181,40 @@ qvsvDiagnosticImpl* qvsvCreateDiagnosticWithArguments(const resource_core::BaseM
   return diag;
 }
 
+namespace {
+
+// Completes a created diagnostic's item; out of memory, the item gives way to
+// the out-of-memory item.
+template <typename Complete>
+qvsvDiagnosticImpl* withLastItem(qvsvDiagnosticImpl* diag, const Complete& complete) {
+  qvsvDiagnosticItem* item = diag->lastItem();
+  if (item == nullptr || item->isShared) return diag;
+  try {
+    complete(item);
+  } catch (const std::bad_alloc&) {
+    qvsv::detail::MarkOutOfMemory(diag, item);
+  }
+  return diag;
+}
+
+}  // namespace
+
 qvsvDiagnosticImpl* qvsvCreateDiagnosticEx(const std::u16string& extraMessage, const resource_core::BaseMsgID& id,
                                            const std::string& objects) {
   qvsvDiagnosticImpl* diag = qvsvCreateDiagnostic(id, objects);
-  if (!diag->isEmpty() && !diag->lastItem()->isShared) diag->lastItem()->extraMessage = extraMessage;
-  return diag;
+  return withLastItem(diag, [&](qvsvDiagnosticItem* item) { item->extraMessage = extraMessage; });
 }
 
 qvsvDiagnosticImpl* qvsvCreateDiagnosticEx(const resource_core::BaseMsgID& id, const qvsvMetaDataMap& metadata,
                                            const std::string& objects) {
   qvsvDiagnosticImpl* diag = qvsvCreateDiagnostic(id, objects);
-  if (!diag->isEmpty() && !diag->lastItem()->isShared) diag->lastItem()->metadata = metadata;
-  return diag;
+  return withLastItem(diag, [&](qvsvDiagnosticItem* item) { item->metadata = metadata; });
 }
 
 qvsvDiagnosticImpl* qvsvCreateDiagnosticEx(double handle, const resource_core::BaseMsgID& id,
                                            const qvsvMetaDataMap& metadata, const std::string& objects) {
   qvsvDiagnosticImpl* diag = qvsvCreateDiagnostic(&handle, 1, id, objects);
-  if (!diag->isEmpty() && !diag->lastItem()->isShared) diag->lastItem()->metadata = metadata;
-  return diag;
+  return withLastItem(diag, [&](qvsvDiagnosticItem* item) { item->metadata = metadata; });
 }
 
 qvsvDiagnosticImpl* qvsvCreateInterruptError(bool userBreak) {

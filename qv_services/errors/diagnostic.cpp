@@ -1,5 +1,7 @@
 // The diagnostic: its virtual operations, the pool behind operator new, and
 // obtaining, duplicating and releasing diagnostics.
+#include <memory>
+#include <new>
 #include <stdexcept>
 
 #include "qv_services/diagnostic.hpp"
@@ -47,11 +49,20 @@ void qvsvDiagnosticImpl::appendItem(qvsvDiagnosticItem* item, const qvsvDiagnost
     if (item->ownedByDiagnostic()) delete item;
     return;
   }
+  // Throws std::bad_alloc before the item is listed (it stays the caller's);
+  // from here on the diagnostic owns it.
   appendWithoutLimit(item);
   // Tested after the count has grown: the item that brings the count to
   // L - 1 is replaced, and one more item still fits before the queue is full.
   if (isOneBelowLimit() && replacement != nullptr) {
-    if (item != replacement) *item = *replacement;
+    if (item != replacement) {
+      try {
+        *item = *replacement;
+      } catch (const std::bad_alloc&) {
+        qvsv::detail::MarkOutOfMemory(this, item);
+        return;
+      }
+    }
     item->handlesPending = false;
   } else {
     item->handlesPending = pending;
@@ -166,22 +177,30 @@ qvsvDiagnosticImpl* qvsvObtainDiagnostic() {
   return new qvsvDiagnosticImpl;
 }
 
+// Out of memory after the copy exists, the copy ends where the shortage came
+// with the out-of-memory item (no half-copied item is kept); only a copy that
+// cannot be obtained at all throws std::bad_alloc.
 qvsvDiagnosticImpl* qvsvDuplicateDiagnostic(qvsvDiagnosticImpl* const& diag) {
   if (diag == nullptr) return nullptr;
   qvsvDiagnosticImpl* copy = qvsvObtainDiagnostic();
-  if (!diag->isEmpty()) {
-    // A limit of 0 copies nothing here, unlike everywhere else.
-    const unsigned limit = static_cast<unsigned>(Queue().limit);
-    const unsigned n = std::min(diag->count(), limit);
-    auto it = diag->items().begin();
-    for (unsigned i = 0; i < n; ++i, ++it) {
-      auto* clone = new qvsvDiagnosticItem;
-      *clone = **it;
-      clone->handlesPending = false;
-      copy->appendItem(clone, nullptr, false);
+  try {
+    if (!diag->isEmpty()) {
+      // A limit of 0 copies nothing here, unlike everywhere else.
+      const unsigned limit = static_cast<unsigned>(Queue().limit);
+      const unsigned n = std::min(diag->count(), limit);
+      auto it = diag->items().begin();
+      for (unsigned i = 0; i < n; ++i, ++it) {
+        std::unique_ptr<qvsvDiagnosticItem> clone(new qvsvDiagnosticItem);
+        *clone = **it;
+        clone->handlesPending = false;
+        copy->appendItem(clone.get(), nullptr, false);
+        clone.release();
+      }
     }
+    copy->candidates().insert(copy->candidates().end(), diag->candidates().begin(), diag->candidates().end());
+  } catch (const std::bad_alloc&) {
+    qvsv::detail::RecordOutOfMemory(copy);
   }
-  for (void* candidate : diag->candidates()) copy->candidates().push_back(candidate);
   return copy;
 }
 

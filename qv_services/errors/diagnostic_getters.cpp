@@ -2,6 +2,7 @@
 // arguments, creation times and metadata.
 #include <cmath>
 #include <limits>
+#include <new>
 
 #include "qv_services/diagnostic.hpp"
 #include "qv_services/diagnostic_creation.hpp"
@@ -166,10 +167,18 @@ qvsvErrorCreationTime qvsvGetLastErrorCreationTime(qvsvDiagnosticImpl* const& di
 }
 
 void qvsvSetLastErrorCreationTime(qvsvDiagnosticImpl* const& diag, qvsvErrorCreationTime time) {
-  qvsvDiagnosticItem* item = qvsv::detail::OwnFirstItem(diag);
-  if (item != nullptr) item->creationTime = time;
+  try {
+    qvsvDiagnosticItem* item = qvsv::detail::OwnFirstItem(diag);
+    if (item != nullptr) item->creationTime = time;
+  } catch (const std::bad_alloc&) {
+    // A shared item that cannot be copied gives way to the out-of-memory item.
+    qvsv::detail::MarkOutOfMemory(diag, diag->firstItem());
+  }
 }
 
+// Out of memory for the item's cause diagnostic, the cause is released and the
+// item gives way to the out-of-memory item: an item must not lose its cause
+// silently.
 void qvsvAddCauseToDiagnosticItem(qvsvDiagnosticImpl*& diag, unsigned index, qvsvDiagnosticImpl*& cause) {
   if (cause == nullptr) return;
   qvsvDiagnosticItem* item = itemOf(diag, index);
@@ -181,7 +190,12 @@ void qvsvAddCauseToDiagnosticItem(qvsvDiagnosticImpl*& diag, unsigned index, qvs
   // The item can lie inside the new cause only when its diagnostic is itself
   // somebody's cause; for the usual top-level diagnostic this costs nothing.
   if (qvsv::detail::CauseOwner(diag) != nullptr && qvsv::detail::TreeHoldsItem(cause, item)) return;
-  qvsv::detail::Concatenate(item->cause, cause, false);
+  try {
+    qvsv::detail::Concatenate(item->cause, cause, false);
+  } catch (const std::bad_alloc&) {
+    qvsv::detail::MarkOutOfMemory(diag, item);
+    return;
+  }
   if (item->cause != nullptr) item->cause->setCauseOf(item);
 }
 
@@ -195,7 +209,14 @@ namespace qvsv {
 void SetMetaDataToLastDiagnostic(qvsvDiagnosticImpl*& diag, const std::u16string& key,
                                  const qvsvArgumentValue& value) {
   if (diag == nullptr || diag->isEmpty()) return;
-  qvsv::detail::OwnLastItem(diag)->metadata.insert_or_assign(key, value);
+  qvsvDiagnosticItem* item = nullptr;
+  try {
+    item = qvsv::detail::OwnLastItem(diag);
+    item->metadata.insert_or_assign(key, value);
+  } catch (const std::bad_alloc&) {
+    // The entry is missing: the item is no longer what it was meant to be.
+    qvsv::detail::MarkOutOfMemory(diag, item != nullptr ? item : diag->lastItem());
+  }
 }
 
 const qvsvArgumentValue* GetMetaDataFromLastDiagnostic(qvsvDiagnosticImpl* const& diag, const std::u16string& key) {

@@ -1,10 +1,12 @@
 #include "qv_services/errors/diagnostic_state.hpp"
 
+#include <algorithm>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <exception>
 #include <iterator>
+#include <new>
 #include <utility>
 
 #include "qv_services/conversions.hpp"
@@ -53,13 +55,53 @@ qvsvDiagnosticItem* OutOfMemoryItem() {
   return item;
 }
 
+void RecordOutOfMemory(qvsvDiagnosticImpl* diag) noexcept {
+  if (diag == nullptr) return;
+  qvsvDiagnosticItem* outOfMemory = nullptr;
+  try {
+    outOfMemory = OutOfMemoryItem();  // made at start-up; this only finds it
+  } catch (...) {
+    return;
+  }
+  if (diag->lastItem() == outOfMemory) return;
+  try {
+    diag->appendWithoutLimit(outOfMemory);
+    return;
+  } catch (...) {
+    // Not even a list node: the last item makes room.
+  }
+  if (diag->isEmpty()) return;
+  qvsvDiagnosticItem*& last = diag->items().back();
+  if (!last->isShared) delete last;
+  last = outOfMemory;
+}
+
+void MarkOutOfMemory(qvsvDiagnosticImpl* diag, qvsvDiagnosticItem* item) noexcept {
+  if (diag == nullptr || item == nullptr) return;
+  qvsvDiagnosticItem* outOfMemory = nullptr;
+  try {
+    outOfMemory = OutOfMemoryItem();
+  } catch (...) {
+    return;
+  }
+  auto& items = diag->items();
+  const auto it = std::find(items.begin(), items.end(), item);
+  if (it == items.end() || item == outOfMemory) return;
+  if (!item->isShared) delete item;
+  *it = outOfMemory;
+}
+
+void DiagnosticReleaser::operator()(qvsvDiagnosticImpl* diag) const noexcept { qvsvDiscardDiagnostic(diag); }
+
+void ArrayDestroyer::operator()(txArray* array) const noexcept { txDestroyArray(array); }
+
 qvsvDiagnosticItem* OwnItem(qvsvDiagnosticImpl::ItemList::iterator position) {
   qvsvDiagnosticItem* item = *position;
   if (!item->isShared) return item;
-  auto* copy = new qvsvDiagnosticItem;
+  std::unique_ptr<qvsvDiagnosticItem> copy(new qvsvDiagnosticItem);
   *copy = *item;
-  *position = copy;
-  return copy;
+  *position = copy.get();
+  return copy.release();
 }
 
 qvsvDiagnosticItem* OwnFirstItem(qvsvDiagnosticImpl* diag) {
@@ -73,7 +115,7 @@ qvsvDiagnosticItem* OwnLastItem(qvsvDiagnosticImpl* diag) {
 }
 
 txArray* MakeArgumentArray(const qvsvArgumentVector& arguments) {
-  txArray* cell = txCreateCellMatrix(1, arguments.size());
+  OwnedArray cell(txCreateCellMatrix(1, arguments.size()));
   for (std::size_t i = 0; i < arguments.size(); ++i) {
     const qvsvArgumentValue& value = arguments[i];
     txArray* element = nullptr;
@@ -84,10 +126,10 @@ txArray* MakeArgumentArray(const qvsvArgumentVector& arguments) {
     } else {
       element = txCreateString(std::get<std::u16string>(value));
     }
-    txSetCell(cell, i, element);
+    txSetCell(cell.get(), i, element);
   }
-  txMakeArrayPersistent(cell);
-  return cell;
+  txMakeArrayPersistent(cell.get());
+  return cell.release();
 }
 
 double* CopyHandles(const double* handles, int count, bool& ok) {
@@ -103,11 +145,11 @@ double* CopyHandles(const double* handles, int count, bool& ok) {
   return copy;
 }
 
-void SetItemHandles(qvsvDiagnosticItem* item, const double* handles, int count) {
+void SetItemHandles(qvsvDiagnosticImpl* diag, qvsvDiagnosticItem* item, const double* handles, int count) {
   bool ok = true;
   double* copy = CopyHandles(handles, count, ok);
   if (!ok) {
-    *item = *OutOfMemoryItem();
+    MarkOutOfMemory(diag, item);
     return;
   }
   utFree(item->handles);

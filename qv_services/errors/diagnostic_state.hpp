@@ -4,6 +4,7 @@
 #pragma once
 
 #include <cstdint>
+#include <memory>
 #include <set>
 
 #include "qv_services/error_queue.hpp"
@@ -45,10 +46,43 @@ QueueState& Queue();
 qvsvDiagnosticItem* OverflowItem();
 qvsvDiagnosticItem* OutOfMemoryItem();
 
+// Out of memory, recorded in the diagnostic itself; neither allocates:
+// RecordOutOfMemory appends the shared out-of-memory item (without the limit
+// tests; nothing when the diagnostic already ends with it), and when not even
+// a list node can be had, the last item gives way to it. MarkOutOfMemory puts
+// the shared item in place of one item of the list, which is destroyed.
+void RecordOutOfMemory(qvsvDiagnosticImpl* diag) noexcept;
+void MarkOutOfMemory(qvsvDiagnosticImpl* diag, qvsvDiagnosticItem* item) noexcept;
+
+// Owners for what is being built, so that a std::bad_alloc half-way leaks
+// nothing: a diagnostic goes back to its pool, a host array is destroyed.
+struct DiagnosticReleaser {
+  void operator()(qvsvDiagnosticImpl* diag) const noexcept;
+};
+using OwnedDiagnostic = std::unique_ptr<qvsvDiagnosticImpl, DiagnosticReleaser>;
+struct ArrayDestroyer {
+  void operator()(txArray* array) const noexcept;
+};
+using OwnedArray = std::unique_ptr<txArray, ArrayDestroyer>;
+
+// Releases a caller's diagnostic that a function consumes, however the
+// function ends (also by an exception): the caller handed it over.
+class ConsumedDiagnostic {
+ public:
+  explicit ConsumedDiagnostic(qvsvDiagnosticImpl*& diag) : diag_(diag) {}
+  ~ConsumedDiagnostic() { qvsvDiscardDiagnostic(diag_); }
+  ConsumedDiagnostic(const ConsumedDiagnostic&) = delete;
+  ConsumedDiagnostic& operator=(const ConsumedDiagnostic&) = delete;
+
+ private:
+  qvsvDiagnosticImpl*& diag_;
+};
+
 // The diagnostic's item at position, or its first or last item (null when
 // empty), made the diagnostic's own first: a shared static item (overflow, out
 // of memory) is replaced in the list by a private copy, so that changing one
-// diagnostic never changes what every other diagnostic lists too.
+// diagnostic never changes what every other diagnostic lists too. Throws
+// std::bad_alloc when the copy cannot be made (the list is then unchanged).
 qvsvDiagnosticItem* OwnItem(qvsvDiagnosticImpl::ItemList::iterator position);
 qvsvDiagnosticItem* OwnFirstItem(qvsvDiagnosticImpl* diag);
 qvsvDiagnosticItem* OwnLastItem(qvsvDiagnosticImpl* diag);
@@ -58,9 +92,9 @@ txArray* MakeArgumentArray(const qvsvArgumentVector& arguments);
 // Copies count handles into a utMalloc'd array; null when count <= 0, handles
 // is null, or memory is short (then ok is false).
 double* CopyHandles(const double* handles, int count, bool& ok);
-// Replaces an item's handles; on allocation failure the item becomes a copy
-// of the out-of-memory item.
-void SetItemHandles(qvsvDiagnosticItem* item, const double* handles, int count);
+// Replaces the handles of the diagnostic's item; on allocation failure the
+// item gives way to the out-of-memory item.
+void SetItemHandles(qvsvDiagnosticImpl* diag, qvsvDiagnosticItem* item, const double* handles, int count);
 
 // Reads an item's arguments back, one value per element of its argument array
 // (see qvsvGetArgumentsFromLastDiagnostic); none without a cell array.

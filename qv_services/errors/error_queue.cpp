@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <functional>
+#include <new>
 #include <unordered_set>
 
 #include "qv_services/conversions.hpp"
@@ -44,13 +45,11 @@ void moveItems(qvsvDiagnosticImpl* dest, qvsvDiagnosticImpl* src, std::size_t n,
 
 }  // namespace
 
-namespace qvsv::detail {
+namespace {
 
-void Concatenate(qvsvDiagnosticImpl*& dest, qvsvDiagnosticImpl*& src, bool atFront) {
-  if (src == nullptr || src == dest) return;
-  if (dest == nullptr) dest = qvsvObtainDiagnostic();
-  if (src->isEmpty()) return;
-
+// The merge once dest exists; may throw std::bad_alloc (the overflow item's
+// list node, the candidates, the clean-up), with every item in dest or src.
+void concatenateInto(qvsvDiagnosticImpl* dest, qvsvDiagnosticImpl*& src, bool atFront) {
   const long long limit = Queue().limit;
   const long long n = limit - static_cast<long long>(dest->count()) - 1;
   if (limit < 1 || static_cast<long long>(src->count()) <= n) {
@@ -76,6 +75,33 @@ void Concatenate(qvsvDiagnosticImpl*& dest, qvsvDiagnosticImpl*& src, bool atFro
   qvsvDiscardDiagnostic(src);
 }
 
+}  // namespace
+
+namespace qvsv::detail {
+
+// Out of memory is recorded in dest (its out-of-memory item) and src is
+// released all the same, as the caller handed it over. Only when dest is null
+// and cannot be made is there nowhere to record it: then src is released and
+// std::bad_alloc propagates.
+void Concatenate(qvsvDiagnosticImpl*& dest, qvsvDiagnosticImpl*& src, bool atFront) {
+  if (src == nullptr || src == dest) return;
+  if (dest == nullptr) {
+    try {
+      dest = qvsvObtainDiagnostic();
+    } catch (const std::bad_alloc&) {
+      qvsvDiscardDiagnostic(src);
+      throw;
+    }
+  }
+  if (src->isEmpty()) return;
+  try {
+    concatenateInto(dest, src, atFront);
+  } catch (const std::bad_alloc&) {
+    qvsv::detail::RecordOutOfMemory(dest);
+    qvsvDiscardDiagnostic(src);
+  }
+}
+
 }  // namespace qvsv::detail
 
 void qvsvConcatenateDiagnostics(qvsvDiagnosticImpl*& dest, qvsvDiagnosticImpl*& src, bool atFront) {
@@ -89,7 +115,12 @@ void qvsvConcatenateDiagnostics(qvsvDiagnosticImpl*& dest, qvsvDiagnosticImpl*& 
   if (holder == nullptr) holder = qvsv::detail::ItemWithCauseField(&dest);
   if (holder != nullptr && qvsv::detail::TreeHoldsItem(src, holder)) return;
   if (dest == nullptr && holder != nullptr) {
-    dest = qvsvObtainDiagnostic();
+    try {
+      dest = qvsvObtainDiagnostic();
+    } catch (const std::bad_alloc&) {
+      qvsvDiscardDiagnostic(src);
+      throw;
+    }
     dest->setCauseOf(holder);
   }
   qvsv::detail::Concatenate(dest, src, atFront);
@@ -101,7 +132,14 @@ void qvsvConcatenateDiagnostics(qvsvDiagnosticImpl*& dest, qvsvDiagnosticImpl*&&
 
 void qvsvReplaceLastDiagnostic(qvsvDiagnosticImpl* target, qvsvDiagnosticImpl*& replacement) {
   if (target != nullptr && replacement != nullptr && !target->isEmpty() && !replacement->isEmpty()) {
-    *qvsv::detail::OwnLastItem(target) = *replacement->lastItem();
+    qvsvDiagnosticItem* last = nullptr;
+    try {
+      last = qvsv::detail::OwnLastItem(target);
+      *last = *replacement->lastItem();
+    } catch (const std::bad_alloc&) {
+      // Half a copy would mix two messages: the item gives way to the marker.
+      qvsv::detail::MarkOutOfMemory(target, last != nullptr ? last : target->lastItem());
+    }
   }
   qvsvDiscardDiagnostic(replacement);
 }
@@ -115,6 +153,8 @@ void rerender(qvsvDiagnosticItem* item, const std::function<std::u16string(const
   if (colon == std::string::npos || colon == 0 || colon + 1 == item->identifier.size()) return;
   try {
     item->message = render(item->identifier.substr(0, colon), item->identifier.substr(colon + 1));
+  } catch (const std::bad_alloc&) {
+    throw;  // a shortage, not an unknown message: the caller records it
   } catch (const std::exception&) {
     // Not a catalogued message: keep the text it was made with.
   }
@@ -122,13 +162,30 @@ void rerender(qvsvDiagnosticItem* item, const std::function<std::u16string(const
 
 }  // namespace
 
+namespace {
+
+// Gives the last item new arguments and renders its message again; out of
+// memory, the item gives way to the out-of-memory item (its message would no
+// longer match its arguments).
+void replaceLastArguments(qvsvDiagnosticImpl* queue, const qvsvArgumentVector& arguments,
+                          const std::function<std::u16string(const std::string&, const std::string&)>& render) {
+  qvsvDiagnosticItem* item = nullptr;
+  try {
+    item = qvsv::detail::OwnLastItem(queue);
+    txArray* array = qvsv::detail::MakeArgumentArray(arguments);
+    txDestroyArray(item->arguments);
+    item->arguments = array;
+    rerender(item, render);
+  } catch (const std::bad_alloc&) {
+    qvsv::detail::MarkOutOfMemory(queue, item != nullptr ? item : queue->lastItem());
+  }
+}
+
+}  // namespace
+
 void qvsvReplaceLastDiagnosticArguments(qvsvDiagnosticImpl*& queue, const qvsvArgumentVector& arguments) {
   if (queue == nullptr || queue->isEmpty()) return;
-  qvsvDiagnosticItem* item = qvsv::detail::OwnLastItem(queue);
-  txArray* array = qvsv::detail::MakeArgumentArray(arguments);
-  txDestroyArray(item->arguments);
-  item->arguments = array;
-  rerender(item, [&](const std::string& catalog, const std::string& key) {
+  replaceLastArguments(queue, arguments, [&](const std::string& catalog, const std::string& key) {
     return qvsvGetMessageFromMessageIDAsUString(MutableBaseMsgID(catalog, key, arguments), true);
   });
 }
@@ -136,14 +193,15 @@ void qvsvReplaceLastDiagnosticArguments(qvsvDiagnosticImpl*& queue, const qvsvAr
 void qvsvReplaceLastDiagnosticStringArguments(qvsvDiagnosticImpl*& queue,
                                               const std::map<std::u16string, std::u16string>& arguments) {
   if (queue == nullptr || queue->isEmpty()) return;
-  qvsvDiagnosticItem* item = qvsv::detail::OwnLastItem(queue);
   qvsvArgumentVector values;
-  values.reserve(arguments.size());
-  for (const auto& [name, value] : arguments) values.emplace_back(value);
-  txArray* array = qvsv::detail::MakeArgumentArray(values);
-  txDestroyArray(item->arguments);
-  item->arguments = array;
-  rerender(item, [&](const std::string& catalog, const std::string& key) {
+  try {
+    values.reserve(arguments.size());
+    for (const auto& [name, value] : arguments) values.emplace_back(value);
+  } catch (const std::bad_alloc&) {
+    qvsv::detail::MarkOutOfMemory(queue, queue->lastItem());
+    return;
+  }
+  replaceLastArguments(queue, values, [&](const std::string& catalog, const std::string& key) {
     return resource_core::GetMessageTextInGlobalLocale(resource_core::BaseMsgID(catalog, key), arguments);
   });
 }
@@ -212,7 +270,13 @@ qvsvDiagnosticImpl* qvsvClearDiagnosticQueuePool() {
 
 void qvsvAddCandidateToErrorQueueFcn(qvsvDiagnosticImpl*& queue, void* candidate) {
   if (queue == nullptr || candidate == nullptr) return;
-  appendCandidatesOnce(queue, {candidate});
+  auto& own = queue->candidates();
+  if (std::find(own.begin(), own.end(), candidate) != own.end()) return;
+  try {
+    own.push_back(candidate);
+  } catch (const std::bad_alloc&) {
+    qvsv::detail::RecordOutOfMemory(queue);
+  }
 }
 
 void qvsvProcessErrorFcn(qvsvDiagnosticImpl*& queue, const qvsvCandidateFunction& fn) {
@@ -253,31 +317,50 @@ void qvsvProcessErrorFcn(qvsvDiagnosticImpl*& queue, const qvsvCandidateFunction
 
 void qvsvSetHandlesInErrorQueueLastDiagnostic(const double* handles, int count, qvsvDiagnosticImpl*& queue) {
   if (queue == nullptr || queue->isEmpty() || handles == nullptr || count <= 0) return;
-  qvsv::detail::SetItemHandles(qvsv::detail::OwnLastItem(queue), handles, count);
+  qvsvDiagnosticItem* item = nullptr;
+  try {
+    item = qvsv::detail::OwnLastItem(queue);
+  } catch (const std::bad_alloc&) {
+    qvsv::detail::MarkOutOfMemory(queue, queue->lastItem());
+    return;
+  }
+  qvsv::detail::SetItemHandles(queue, item, handles, count);
 }
 
 void qvsvSetHandlesInErrorQueueLastDiagnostic(qvsvObjectIterator first, qvsvObjectIterator last,
                                               qvsvProcessCallback callback, qvsvHandleConverter converter,
                                               qvsvDiagnosticImpl*& queue) {
-  qvsvObjectVector objects;
-  for (auto it = first; it != last; ++it) {
-    if (*it != nullptr) objects.push_back(*it);
-  }
   if (queue == nullptr || queue->isEmpty()) return;
-  qvsvDiagnosticItem* item = qvsv::detail::OwnLastItem(queue);
+  qvsvObjectVector objects;
+  qvsvDiagnosticItem* item = nullptr;
+  try {
+    for (auto it = first; it != last; ++it) {
+      if (*it != nullptr) objects.push_back(*it);
+    }
+    item = qvsv::detail::OwnLastItem(queue);
+    // Made now: once the converter has failed, the catalogue may be out of reach.
+    qvsv::detail::OutOfMemoryItem();
+  } catch (const std::bad_alloc&) {
+    qvsv::detail::MarkOutOfMemory(queue, queue->lastItem());
+    return;
+  }
   item->handleConverter = converter;
   item->handleCallback = callback;
   item->handlesPending = true;
-  // Made now: once the converter has failed, the catalogue may be out of reach.
-  qvsvDiagnosticItem* outOfMemory = qvsv::detail::OutOfMemoryItem();
   if (converter == nullptr) return;
   int count = 0;
-  double* converted = converter(objects.cbegin(), objects.cend(), count, item->message);
+  double* converted = nullptr;
+  try {
+    converted = converter(objects.cbegin(), objects.cend(), count, item->message);
+  } catch (const std::bad_alloc&) {
+    // A converter that throws for lack of memory fails as one returning null.
+    count = 1;
+  }
   if (converted == nullptr && count > 0) {
-    *item = *outOfMemory;
+    qvsv::detail::MarkOutOfMemory(queue, item);
     return;
   }
-  qvsv::detail::SetItemHandles(item, converted, count);
+  qvsv::detail::SetItemHandles(queue, item, converted, count);
   utFree(converted);
 }
 

@@ -6,6 +6,7 @@
 
 #include "qv_services/conversions.hpp"
 #include "qv_services/errors/cause_walk.hpp"
+#include "qv_services/errors/diagnostic_state.hpp"
 #include "qv_services/feature/detail/tested_allocation.hpp"
 #include "qv_services/wide_string.hpp"
 #include "qv_services/xml_form.hpp"
@@ -203,10 +204,10 @@ std::string qvsvSerializeDiagnosticAsString(qvsvDiagnosticImpl*& diag, int forma
 }
 
 std::string qvsvSerializeDiagnosticAsPlainString(qvsvDiagnosticImpl*& diag) {
+  const qvsv::detail::ConsumedDiagnostic consumed(diag);
   std::string out;
   renderPlain(out, diag);
   out += '\n';
-  qvsvDiscardDiagnostic(diag);
   return out;
 }
 

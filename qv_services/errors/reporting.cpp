@@ -3,6 +3,7 @@
 // nobody took.
 #include "qv_services/reporting.hpp"
 
+#include "qv_services/errors/diagnostic_state.hpp"
 #include "qv_services/feature.hpp"
 #include "qv_services/errors/host_entries.hpp"
 #include "qv_services/feature/detail/feature_access.hpp"
@@ -48,6 +49,7 @@ void handOverAllHandles(qvsvDiagnosticImpl* diag) {
 // Always consumes diag. Unfiltered warnings (high priority) skip the warn-once filters.
 void report(qvsvDiagnosticImpl*& diag, qvsvDiagnosticListenerContext context, bool filtered = true) {
   if (diag == nullptr) return;
+  const qvsv::detail::ConsumedDiagnostic consumed(diag);
   if (diag->isEmpty()) {
     qvsvDiscardDiagnostic(diag);
     return;
@@ -75,7 +77,14 @@ void report(qvsvDiagnosticImpl*& diag, qvsvDiagnosticListenerContext context, bo
 }  // namespace
 
 void qvsvReportAsError(qvsvDiagnosticImpl*& diag) {
-  if (isQVSVErrorReport()) qvsvCreateReportForErrors(diag);
+  if (isQVSVErrorReport()) {
+    try {
+      qvsvCreateReportForErrors(diag);
+    } catch (...) {
+      qvsvDiscardDiagnostic(diag);  // handed over all the same
+      throw;
+    }
+  }
   report(diag, qvsv::util::kErrorContext);
 }
 
@@ -112,6 +121,7 @@ void qvsvReportAsInfo(qvsvDiagnosticImpl*& diag) { report(diag, qvsv::util::kInf
 
 void qvsvWarning(qvsvDiagnosticImpl*& diag, qvsvMessageTypeCallback callback, int count, const std::u16string& text) {
   if (diag == nullptr) return;
+  const qvsv::detail::ConsumedDiagnostic consumed(diag);
   if (!diag->isEmpty() && (callback == nullptr || callback(diag))) {
     handOverAllHandles(diag);
     display(diag, qvsv::util::kWarningContext, text.empty() ? displayText(diag, count) : text);

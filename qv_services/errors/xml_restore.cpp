@@ -6,6 +6,7 @@
 #include <cstring>
 #include <iostream>
 #include <memory>
+#include <new>
 #include <string_view>
 #include <utility>
 
@@ -55,10 +56,24 @@ class RestoreHandler {
 
   qvsvDiagnosticImpl* takeResult() { return std::exchange(result_, nullptr); }
   qvsvDiagnosticImpl*& error() { return error_; }
+  bool outOfMemory() const { return outOfMemory_; }
+
+  // Expat is C: nothing may unwind through it. A handler that runs short of
+  // memory stops the parser and the restore ends with the out-of-memory
+  // diagnostic.
+  template <typename Step>
+  void guarded(const Step& step) {
+    try {
+      step();
+    } catch (const std::bad_alloc&) {
+      outOfMemory_ = true;
+      XML_StopParser(parser_, XML_FALSE);
+    }
+  }
 
   void start(const char* name, const char** attributes) {
     ++depth_;
-    if (error_ != nullptr) return;
+    if (error_ != nullptr || outOfMemory_) return;
     const std::string_view element(name);
     if (element == rootName_) {
       if (seenRoot_ || !lists_.empty()) {
@@ -126,7 +141,7 @@ class RestoreHandler {
 
   void end(const char* name) {
     --depth_;
-    if (error_ != nullptr) return;
+    if (error_ != nullptr || outOfMemory_) return;
     const std::string_view element(name);
     if (qvsvGetXMLRestoreEcho()) std::cout << std::string(static_cast<std::size_t>(depth_), '\t') << element << '\n';
     if (element == "msg") {
@@ -161,7 +176,7 @@ class RestoreHandler {
   }
 
   void characters(const char* data, int length) {
-    if (error_ != nullptr) return;
+    if (error_ != nullptr || outOfMemory_) return;
     if (collecting_ == Collect::Message) {
       items_.back().text.append(data, static_cast<std::size_t>(length));
     } else if (collecting_ == Collect::Argument) {
@@ -217,7 +232,7 @@ class RestoreHandler {
     }
     // Items are built directly: a restored diagnostic holds exactly what
     // was written, whatever the queue limit of this process.
-    auto* item = new qvsvDiagnosticItem;
+    std::unique_ptr<qvsvDiagnosticItem> item(new qvsvDiagnosticItem);
     item->identifier = std::move(pending.id);
     if (pending.hasMessage) {
       item->message = pending.encoded ? DecodeBase64FromChars(pending.text) : ConvertStdStringToUString(pending.text);
@@ -231,7 +246,8 @@ class RestoreHandler {
     if (item->cause != nullptr) item->cause->setCauseOf(item);
     qvsvDiagnosticImpl*& list = lists_.back();
     if (list == nullptr) list = qvsvObtainDiagnostic();
-    list->appendWithoutLimit(item);
+    list->appendWithoutLimit(item.get());
+    item.release();
   }
 
   void fail(const char* key, const std::string& detail) {
@@ -252,6 +268,7 @@ class RestoreHandler {
   std::string argText_;
   qvsvDiagnosticImpl* result_ = nullptr;
   qvsvDiagnosticImpl* error_ = nullptr;
+  bool outOfMemory_ = false;
 };
 
 }  // namespace
@@ -264,13 +281,18 @@ bool& echoSwitch() {
 }
 
 void XMLCALL onStart(void* data, const XML_Char* name, const XML_Char** attributes) {
-  static_cast<RestoreHandler*>(data)->start(name, attributes);
+  auto* handler = static_cast<RestoreHandler*>(data);
+  handler->guarded([&] { handler->start(name, attributes); });
 }
 
-void XMLCALL onEnd(void* data, const XML_Char* name) { static_cast<RestoreHandler*>(data)->end(name); }
+void XMLCALL onEnd(void* data, const XML_Char* name) {
+  auto* handler = static_cast<RestoreHandler*>(data);
+  handler->guarded([&] { handler->end(name); });
+}
 
 void XMLCALL onCharacters(void* data, const XML_Char* text, int length) {
-  static_cast<RestoreHandler*>(data)->characters(text, length);
+  auto* handler = static_cast<RestoreHandler*>(data);
+  handler->guarded([&] { handler->characters(text, length); });
 }
 
 // The document type definition is supplied, never fetched.
@@ -310,18 +332,17 @@ qvsvDiagnosticImpl* parserErrorDiagnostic(XML_Parser parser, qvsvDiagnosticImpl*
   qvsvDiagnosticImpl* parserError = qvsvCreateDiagnosticFromIdAndMsg("QVSV_SERVICES:ExpatParserError", message.c_str());
   if (handlerError != nullptr) qvsvAddCauseToLastDiagnosticItem(parserError, handlerError);
   qvsvDiscardDiagnostic(handlerError);
+  qvsv::detail::OwnedDiagnostic cause(parserError);
   qvsvDiagnosticImpl* error = qvsvCreateDiagnosticFromIdAndMsg(
       "QVSV_DIAGNOSTIC:RESTORE_DIAGNOSTIC_ERROR", "QV_SERVICES WASN'T ABLE TO RESTORE qvsvDiagnostic from xml string");
+  parserError = cause.release();
   qvsvAddCauseToLastDiagnosticItem(error, parserError);
   qvsvDiscardDiagnostic(parserError);
   return error;
 }
 
-qvsvDiagnosticImpl* restore(std::string_view fragment, qvsv::detail::RestoreOutcome& outcome) {
+qvsvDiagnosticImpl* restoreOrThrow(std::string_view fragment, qvsv::detail::RestoreOutcome& outcome) {
   using qvsv::detail::RestoreOutcome;
-  outcome = RestoreOutcome::NotThisFormat;
-  if (fragment.substr(0, kRootTag.size()) != kRootTag) return nullptr;
-  outcome = RestoreOutcome::Malformed;
   std::unique_ptr<XML_ParserStruct, ParserDeleter> parser(XML_ParserCreate_MM("UTF-8", &kParserMemory, nullptr));
   if (!parser) return qvsvCreateMemoryAllocationDiagnostic();
   RestoreHandler handler(parser.get());
@@ -344,6 +365,7 @@ qvsvDiagnosticImpl* restore(std::string_view fragment, qvsv::detail::RestoreOutc
     ok = XML_Parse(parser.get(), fragment.data() + at, static_cast<int>(n), XML_FALSE) == XML_STATUS_OK;
   }
   if (ok) ok = XML_Parse(parser.get(), "", 0, XML_TRUE) == XML_STATUS_OK;
+  if (handler.outOfMemory()) return qvsvCreateMemoryAllocationDiagnostic();
   // A well-formed document can still lack a complete root (for example when
   // the handler stopped nothing but no diag_root ended).
   qvsvDiagnosticImpl* result = ok ? handler.takeResult() : nullptr;
@@ -355,6 +377,21 @@ qvsvDiagnosticImpl* restore(std::string_view fragment, qvsv::detail::RestoreOutc
   return parserErrorDiagnostic(parser.get(), handler.error());
 }
 
+// Running short anywhere gives the out-of-memory diagnostic; only when not
+// even that can be made does std::bad_alloc propagate.
+qvsvDiagnosticImpl* restore(std::string_view fragment, qvsv::detail::RestoreOutcome& outcome) {
+  using qvsv::detail::RestoreOutcome;
+  outcome = RestoreOutcome::NotThisFormat;
+  if (fragment.substr(0, kRootTag.size()) != kRootTag) return nullptr;
+  outcome = RestoreOutcome::Malformed;
+  try {
+    return restoreOrThrow(fragment, outcome);
+  } catch (const std::bad_alloc&) {
+    outcome = RestoreOutcome::Malformed;
+    return qvsvCreateMemoryAllocationDiagnostic();
+  }
+}
+
 }  // namespace
 
 qvsvDiagnosticImpl* qvsv::detail::RestoreXMLFragment(std::string_view text, RestoreOutcome& outcome) {
@@ -364,7 +401,13 @@ qvsvDiagnosticImpl* qvsv::detail::RestoreXMLFragment(std::string_view text, Rest
 qvsvDiagnosticImpl* qvsv::detail::RestoreXMLFragment(std::u16string_view text, RestoreOutcome& outcome) {
   outcome = RestoreOutcome::NotThisFormat;
   if (text.substr(0, kRootTag.size()) != u"<diag_root>") return nullptr;
-  const std::string narrow = ConvertUStringToStdString(text, true);
+  std::string narrow;
+  try {
+    narrow = ConvertUStringToStdString(text, true);
+  } catch (const std::bad_alloc&) {
+    outcome = RestoreOutcome::Malformed;
+    return qvsvCreateMemoryAllocationDiagnostic();
+  }
   return restore(narrow, outcome);
 }
 

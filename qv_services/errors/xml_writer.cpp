@@ -8,6 +8,7 @@
 #include "qv_services/conversions.hpp"
 #include "qv_services/diagnostic_creation.hpp"
 #include "qv_services/errors/cause_walk.hpp"
+#include "qv_services/errors/diagnostic_state.hpp"
 #include "qv_services/feature/detail/tested_allocation.hpp"
 #include "qv_services/xml_form.hpp"
 #include "tessel/ut.hpp"
@@ -246,12 +247,12 @@ void writeArgumentItems(std::string& out, const qvsvDiagnosticImpl* diag, const 
 }  // namespace
 
 std::string qvsvSerializeDiagnosticAsXMLString(qvsvDiagnosticImpl*& diag) {
+  const qvsv::detail::ConsumedDiagnostic consumed(diag);
   std::string out;
   out.reserve(32 + estimatedSize(diag, 80, 3));
   out += "<diag_root>\n";
   writeMessageItems(out, diag, writeRaw);
   out += "</diag_root>\n";
-  qvsvDiscardDiagnostic(diag);
   return out;
 }
 
@@ -272,9 +273,8 @@ std::string qvsvSerializeDiagnosticAsXMLStringWithArguments(qvsvDiagnosticImpl*&
 
 std::string qvsvCreateSerializedMessageIDForDiagnostic(const resource_core::BaseMsgID& id) {
   qvsvDiagnosticImpl* diag = qvsvCreateDiagnostic(id, "");
-  std::string out = qvsvSerializeDiagnosticAsXMLStringWithArguments(diag);
-  qvsvDiscardDiagnostic(diag);
-  return out;
+  const qvsv::detail::ConsumedDiagnostic consumed(diag);
+  return qvsvSerializeDiagnosticAsXMLStringWithArguments(diag);
 }
 
 std::string CreateSerializedDiagnosticAsASCII7String(const qvsvDiagnosticImpl* diag) {

@@ -2,6 +2,7 @@
 #include "qv_services/feature.hpp"
 
 #include <cstdio>
+#include <memory>
 #include <unordered_map>
 
 #include "tessel/ut.hpp"
@@ -100,9 +101,13 @@ QvFeature* QvFeatureTable::lookupFeature(const std::string& name) {
 
 txArray* QvFeatureTable::getFeatureReport() {
   const auto& features = getFeatureTable()->map_->features;
-  txArray* report = txCreateStructMatrix(1, features.size(),
-                                         {"Name", "Description", "Owner", "FileRegistered", "Ticket", "State",
-                                          "DefaultState", "HasCallback", "nGetsFromC", "nGetsFromT", "nSetsFromT"});
+  // Owned until returned: a field that cannot be made must not lose the report.
+  std::unique_ptr<txArray, void (*)(txArray*)> owned(
+      txCreateStructMatrix(1, features.size(),
+                           {"Name", "Description", "Owner", "FileRegistered", "Ticket", "State", "DefaultState",
+                            "HasCallback", "nGetsFromC", "nGetsFromT", "nSetsFromT"}),
+      txDestroyArray);
+  txArray* report = owned.get();
   txIndex i = 0;
   auto text = [](const char* s) { return txCreateStringFromUTF8(s == nullptr ? "" : s); };
   for (const auto& [name, f] : features) {
@@ -119,7 +124,7 @@ txArray* QvFeatureTable::getFeatureReport() {
     txSetFieldByNumber(report, i, 10, txCreateDoubleScalar(f->setsFromT_));
     ++i;
   }
-  return report;
+  return owned.release();
 }
 
 void QvFeatureTable::printStats() {

@@ -2,6 +2,7 @@
 #include "qv_services/testing_hook.hpp"
 
 #include <map>
+#include <memory>
 
 #include "qv_services/diagnostic_creation.hpp"
 #include "qv_services/except.hpp"
@@ -63,13 +64,15 @@ int QvTestingHook::setHookValue(const std::string& name, int value) { return fin
 
 txArray* QvTestingHook::getHookReport() {
   const auto& hooks = registry();
-  txArray* report = txCreateStructMatrix(1, hooks.size(), {"Name", "State", "DefaultState"});
+  // Owned until returned: a field that cannot be made must not lose the report.
+  std::unique_ptr<txArray, void (*)(txArray*)> report(
+      txCreateStructMatrix(1, hooks.size(), {"Name", "State", "DefaultState"}), txDestroyArray);
   txIndex i = 0;
   for (const auto& [name, hook] : hooks) {
-    txSetFieldByNumber(report, i, 0, txCreateStringFromUTF8(name));
-    txSetFieldByNumber(report, i, 1, txCreateDoubleScalar(hook->state_));
-    txSetFieldByNumber(report, i, 2, txCreateDoubleScalar(hook->defaultState_));
+    txSetFieldByNumber(report.get(), i, 0, txCreateStringFromUTF8(name));
+    txSetFieldByNumber(report.get(), i, 1, txCreateDoubleScalar(hook->state_));
+    txSetFieldByNumber(report.get(), i, 2, txCreateDoubleScalar(hook->defaultState_));
     ++i;
   }
-  return report;
+  return report.release();
 }

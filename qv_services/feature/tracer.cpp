@@ -3,6 +3,7 @@
 
 #include <chrono>
 #include <cmath>
+#include <memory>
 #include <new>
 #include <sstream>
 #include <string_view>
@@ -38,7 +39,9 @@ QvTracerRecord* offFactory(const char*) noexcept { return nullptr; }
 
 QvTracerRecord* onFactory(const char* name) noexcept {
   try {
-    auto* record = new QvTracerRecord;
+    // Owned until returned: a statistics entry that cannot be made must not
+    // lose the record.
+    std::unique_ptr<QvTracerRecord> record(new QvTracerRecord);
     record->name = name;
     QvTracerStats& stats = statsOf(name);
     // A name already being measured leaves this record stopped, so only the
@@ -49,7 +52,7 @@ QvTracerRecord* onFactory(const char* name) noexcept {
       record->stopped = false;
       record->start = now32();
     }
-    return record;
+    return record.release();
   } catch (const std::bad_alloc&) {
     return nullptr;
   }
@@ -116,7 +119,10 @@ QvTracerStatMap QvTracerGetStat() { return statistics(); }
 void QvTracerGetStat(int nlhs, txArray** plhs, int, txArray**) {
   if (nlhs < 1 || plhs == nullptr) return;
   const QvTracerStatMap& stats = statistics();
-  txArray* report = txCreateStructMatrix(1, stats.size(), {"name", "calls", "time", "leak"});
+  // Owned until handed out: a field that cannot be made must not lose the report.
+  std::unique_ptr<txArray, void (*)(txArray*)> owned(
+      txCreateStructMatrix(1, stats.size(), {"name", "calls", "time", "leak"}), txDestroyArray);
+  txArray* report = owned.get();
   txIndex i = 0;
   for (const auto& [name, s] : stats) {
     txSetFieldByNumber(report, i, 0, txCreateStringFromUTF8(name));
@@ -126,7 +132,7 @@ void QvTracerGetStat(int nlhs, txArray** plhs, int, txArray**) {
     txSetFieldByNumber(report, i, 3, txCreateDoubleScalar(static_cast<double>(s.leak)));
     ++i;
   }
-  plhs[0] = report;
+  plhs[0] = owned.release();
 }
 
 void QvTracerPrintStat() {

@@ -3,6 +3,7 @@
 #include "qv_services/feature/detail/feature_access.hpp"
 #include "qv_services/listeners.hpp"
 #include "qv_services/reporting.hpp"
+#include "qv_services/util/listener_registry.hpp"
 
 namespace qvsv::util {
 
@@ -22,6 +23,8 @@ TestWarningListener::~TestWarningListener() {
 bool TestWarningListener::notify(qvsvDiagnosticImpl* const& diag, qvsvDiagnosticListenerContext,
                                  const std::u16string&) {
   if (QvFeatureNativeAccess::get(QVFEAT_MessageViewer) != 1) return false;
+  // Room first: a copy made before a failed push_back would be lost.
+  captured_.reserve(captured_.size() + 1);
   captured_.push_back(qvsvDuplicateDiagnostic(diag));
   return true;
 }
@@ -51,7 +54,7 @@ TestWarningHelper::TestWarningHelper() : listener_(current().lock()) {
 }
 
 TestWarningHelper::~TestWarningHelper() {
-  if (listener_.use_count() == 1) qvsvUnRegisterDiagnosticListener(listener_->name());
+  if (listener_.use_count() == 1) qvsv::detail::UnregisterListener(listener_->name());
   listener_.reset();
 }
 

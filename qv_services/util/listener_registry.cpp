@@ -14,6 +14,11 @@ ListenerRegistry& Listeners() {
   return *registry;
 }
 
+void UnregisterListener(std::string_view name) noexcept {
+  auto& listeners = Listeners().listeners;
+  const auto it = listeners.find(name);
+  if (it != listeners.end()) listeners.erase(it);
+}
 namespace {
 
 bool listsIdentifier(qvsvDiagnosticImpl* diag, const std::string& identifier) {

@@ -5,6 +5,7 @@
 #include <map>
 #include <memory>
 #include <string>
+#include <string_view>
 #include <utility>
 #include <vector>
 
@@ -21,7 +22,8 @@ struct WarnOnceFilter {
 // One per process, never destroyed: listeners and scoped objects may
 // unregister during static destruction.
 struct ListenerRegistry {
-  std::map<std::string, std::weak_ptr<util::CDiagnosticListener>> listeners;
+  // Transparent: unregistering by a listener's name allocates nothing.
+  std::map<std::string, std::weak_ptr<util::CDiagnosticListener>, std::less<>> listeners;
   std::map<std::string, util::DiagnosticCallback> callbacks;
   std::map<std::pair<std::string, void*>, util::IDDiagnosticCallback> idCallbacks;
   std::map<std::pair<void*, std::string>, unsigned> counters;  // owner first: per-owner walks
@@ -30,6 +32,8 @@ struct ListenerRegistry {
 
 ListenerRegistry& Listeners();
 
+// Removes a listener without allocating (destructors call it).
+void UnregisterListener(std::string_view name) noexcept;
 // --- Steps of the reporting path. ---
 // False when a warn-once filter has already let this warning through.
 bool PassesWarnOnceFilters(qvsvDiagnosticImpl* diag);

@@ -69,6 +69,25 @@ TEST(Allocator, PredicateChoosesWhichRequestsFail) {
   EXPECT_EQ(utCalloc(SIZE_MAX / 2, 4), nullptr) << "overflowing products fail";
 }
 
+TEST(Allocator, LiveBlockCountFollowsEveryWayABlockIsMadeOrFreed) {
+  const std::size_t before = tessel::LiveHostBlockCount();
+  void* a = utMalloc(8);
+  void* b = utCalloc(2, 8);
+  void* c = utRealloc(nullptr, 8);  // a new block
+  EXPECT_EQ(tessel::LiveHostBlockCount(), before + 3);
+  a = utRealloc(a, 4096);  // the same block, maybe moved
+  EXPECT_EQ(tessel::LiveHostBlockCount(), before + 3);
+  {
+    tessel::ScopedAllocationFailure failing;
+    EXPECT_EQ(utMalloc(8), nullptr);
+    EXPECT_EQ(utRealloc(c, 64), nullptr);  // c stays as it was
+  }
+  EXPECT_EQ(tessel::LiveHostBlockCount(), before + 3);
+  utFree(nullptr);
+  for (void* block : {a, b, c}) utFree(block);
+  EXPECT_EQ(tessel::LiveHostBlockCount(), before);
+}
+
 TEST(Allocator, ZeroSizeGivesAFreeableBlock) {
   void* block = utMalloc(0);
   EXPECT_NE(block, nullptr);
