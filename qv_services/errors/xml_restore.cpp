@@ -243,7 +243,7 @@ class RestoreHandler {
     }
     if (pending.hasArguments) item->arguments = qvsv::detail::MakeArgumentArray(pending.arguments);
     item->cause = std::exchange(pending.causes, nullptr);
-    if (item->cause != nullptr) item->cause->setCauseOf(item);
+    if (item->cause != nullptr) item->cause->setCauseOf(item.get());
     qvsvDiagnosticImpl*& list = lists_.back();
     if (list == nullptr) list = qvsvObtainDiagnostic();
     list->appendWithoutLimit(item.get());

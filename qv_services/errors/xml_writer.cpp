@@ -279,7 +279,7 @@ std::string qvsvCreateSerializedMessageIDForDiagnostic(const resource_core::Base
 
 std::string CreateSerializedDiagnosticAsASCII7String(const qvsvDiagnosticImpl* diag) {
   std::string out;
-  out.reserve(32 + estimatedSize(diag, 80, 3, 0));
+  out.reserve(32 + estimatedSize(diag, 80, 3));
   out += "<diag_root>\n";
   writeMessageItems(out, diag, writeAscii7);
   out += "</diag_root>\n";
