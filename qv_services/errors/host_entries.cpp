@@ -67,20 +67,19 @@ void RaiseEntry(int nlhs, txArray*[], int nrhs, txArray* prhs[]) {
 }
 
 void RecordReportedDiagnostic(qvsvDiagnosticImpl* const& diag, int context) noexcept {
-  if (!tessel::IsFunctionRegistered(kGetLastReportedEntry)) {
-    ForgetReportedDiagnostic();
-    return;
-  }
   ForgetReportedDiagnostic();
   LastReported& record = lastReported();
-  record.context = context;
   try {
+    // Asking the host allocates too (the entry's name as a string).
+    if (!tessel::IsFunctionRegistered(kGetLastReportedEntry)) return;
+    record.context = context;
     txArray* form = qvsvDiagnosticToArray(diag);
     txMakeArrayPersistent(form);
     record.form = form;
   } catch (...) {
     // Short of memory: host code that reads the record learns so, rather
     // than reading nothing or the report before.
+    record.context = context;
     record.lost = true;
   }
 }
