@@ -18,6 +18,11 @@ if [ ! -x "$multitool" ]; then
     DEBIAN_FRONTEND=noninteractive "${as_root[@]}" apt-get install -y -qq --no-install-recommends nodejs npm >/dev/null
   fi
   mkdir -p "$tooldir"
+  # Node trusts only its own certificates unless told; use the system's, which
+  # hold any certificate authority this machine's network needs.
+  if [ -z "${NODE_EXTRA_CA_CERTS:-}" ] && [ -r /etc/ssl/certs/ca-certificates.crt ]; then
+    export NODE_EXTRA_CA_CERTS=/etc/ssl/certs/ca-certificates.crt
+  fi
   npm install --prefix "$tooldir" --no-audit --no-fund --loglevel=error \
     "@microsoft/sarif-multitool-linux@$version" >/dev/null
   # The package's own install script sets this bit; npm may skip such scripts.
