@@ -5,6 +5,7 @@
 #include <cstdint>
 
 #include "qv_services/conversions.hpp"
+#include "qv_services/strings/utf16_walk.hpp"
 
 namespace qvsv::detail {
 namespace {
@@ -172,30 +173,12 @@ bool readHexObject(const rapidjson::Value& value, const char* key, std::size_t d
 }  // namespace
 
 bool AppendUtf8(std::u16string_view text, std::string& out) {
-  for (std::size_t i = 0; i < text.size(); ++i) {
-    char32_t cp = text[i];
-    if (cp >= 0xD800 && cp <= 0xDFFF) {
-      if (cp > 0xDBFF || i + 1 == text.size() || text[i + 1] < 0xDC00 || text[i + 1] > 0xDFFF) return false;
-      cp = 0x10000 + ((cp - 0xD800) << 10) + (text[i + 1] - 0xDC00);
-      ++i;
-    }
-    if (cp < 0x80) {
-      out.push_back(static_cast<char>(cp));
-    } else if (cp < 0x800) {
-      out.push_back(static_cast<char>(0xC0 | (cp >> 6)));
-      out.push_back(static_cast<char>(0x80 | (cp & 0x3F)));
-    } else if (cp < 0x10000) {
-      out.push_back(static_cast<char>(0xE0 | (cp >> 12)));
-      out.push_back(static_cast<char>(0x80 | ((cp >> 6) & 0x3F)));
-      out.push_back(static_cast<char>(0x80 | (cp & 0x3F)));
-    } else {
-      out.push_back(static_cast<char>(0xF0 | (cp >> 18)));
-      out.push_back(static_cast<char>(0x80 | ((cp >> 12) & 0x3F)));
-      out.push_back(static_cast<char>(0x80 | ((cp >> 6) & 0x3F)));
-      out.push_back(static_cast<char>(0x80 | (cp & 0x3F)));
-    }
-  }
-  return true;
+  bool wellFormed = true;
+  ForEachCodePoint(text, [&](char32_t cp, bool ok, std::size_t) {
+    wellFormed = wellFormed && ok;
+    if (wellFormed) AppendUtf8(out, cp);
+  });
+  return wellFormed;
 }
 
 void WriteText(JsonWriter& writer, std::u16string_view text) {

@@ -107,6 +107,20 @@ void writeAscii7(std::string& out, std::string_view identifier) {
   });
 }
 
+// Ends an item in both forms: its causes element, when it was walked into,
+// and the item.
+auto closeItem(std::string& out) {
+  return [&out](const qvsvDiagnosticItem&, std::size_t depth, bool walkedIn) {
+    const std::size_t indent = 4 * depth;
+    if (walkedIn) {
+      out.append(indent, ' ');
+      out += "</causes>\n";
+    }
+    out.append(indent, ' ');
+    out += "</diag>\n";
+  };
+}
+
 void writeMessageItems(std::string& out, const qvsvDiagnosticImpl* diag, IdentifierWriter writeIdentifier) {
   qvsv::detail::WalkItems(
       diag,
@@ -131,15 +145,7 @@ void writeMessageItems(std::string& out, const qvsvDiagnosticImpl* diag, Identif
         }
         return descend;
       },
-      [&out](const qvsvDiagnosticItem&, std::size_t depth, bool walkedIn) {
-        const std::size_t indent = 4 * depth;
-        if (walkedIn) {
-          out.append(indent, ' ');
-          out += "</causes>\n";
-        }
-        out.append(indent, ' ');
-        out += "</diag>\n";
-      });
+      closeItem(out));
 }
 
 // One argument as written: kind 0 numeric, 1 encoded wide text, 2 narrow
@@ -233,15 +239,7 @@ void writeArgumentItems(std::string& out, const qvsvDiagnosticImpl* diag, const 
         }
         return descend;
       },
-      [&out](const qvsvDiagnosticItem&, std::size_t depth, bool walkedIn) {
-        const std::size_t indent = 4 * depth;
-        if (walkedIn) {
-          out.append(indent, ' ');
-          out += "</causes>\n";
-        }
-        out.append(indent, ' ');
-        out += "</diag>\n";
-      });
+      closeItem(out));
 }
 
 }  // namespace
