@@ -6,6 +6,7 @@
 #include <optional>
 #include <string>
 
+#include "bench/bench_diagnostics_trees.hpp"
 #include "bench/bench_support.hpp"
 #include "qv_services/array_form.hpp"
 #include "qv_services/diagnostic_creation.hpp"
@@ -18,24 +19,7 @@
 
 namespace {
 
-// n top-level items, every other one with two causes.
-qvsvDiagnosticImpl* makeDiagnostic(int n) {
-  TLInitialize_qv_services();
-  qvsvSetMaxDiagnosticsInQueue(0);
-  qvsvDiagnosticImpl* diag = nullptr;
-  for (int i = 0; i < n; ++i) {
-    qvsvDiagnosticImpl* item = qvsvCreateDiagnosticFromIdAndMsg(
-        "Quiver:bench:Item", u"Block 'model/subsystem/Gain' has an output of the wrong size.");
-    if (i % 2 == 0) {
-      qvsvDiagnosticImpl* causes = qvsvCreateDiagnosticFromIdAndMsg("Quiver:bench:Cause", u"Expected 3, got 4.");
-      qvsvConcatenateDiagnostics(causes, qvsvCreateDiagnosticFromIdAndMsg("Quiver:bench:Cause", u"Dimension 2."),
-                                 false);
-      qvsvAddCauseToLastDiagnosticItem(item, causes);
-    }
-    qvsvConcatenateDiagnostics(diag, item, false);
-  }
-  return diag;
-}
+using qvsv::bench::makeDiagnostic;
 
 void BM_ArrayWrite(benchmark::State& state) {
   qvsvDiagnosticImpl* diag = makeDiagnostic(static_cast<int>(state.range(0)));
