@@ -59,7 +59,11 @@ ArrayPtr metadataOf(const qvsvDiagnosticItem& item) {
   ArrayPtr table =
       MakeArray([&] { return txCreateStructMatrix(item.metadata.size(), 1, qvsv::detail::MetadataFieldNames()); });
   txIndex row = 0;
-  for (const auto& [key, value] : item.metadata) {
+  // Named references rather than structured bindings: clang 14, which builds
+  // the fuzzers, cannot capture bindings in the lambdas below.
+  for (const auto& entry : item.metadata) {
+    const std::u16string& key = entry.first;
+    const qvsvArgumentValue& value = entry.second;
     put(table.get(), row, 0, MakeArray([&] { return txCreateString(key); }));
     if (const auto* number = std::get_if<std::int64_t>(&value)) {
       put(table.get(), row, 1, MakeArray([&] { return txCreateStringFromUTF8(qvsv::detail::kKindInt64); }));
