@@ -46,14 +46,20 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   Check(ConvertStdStringToUString(narrow, false).size() <= units.size(), "substituted UTF-16 grew");
   if (isStrictUtf16(units)) Check(ConvertStdStringToUString(narrow, false) == units, "valid UTF-16 does not round-trip");
 
-  // Escaping: only printable ASCII comes out; without escaping it is the
-  // plain conversion up to the first NUL.
+  // Escaping: the ASCII styles write only printable ASCII, the lossless ones
+  // read back exactly, and no text is refused by a style that exists;
+  // without escaping it is the plain conversion up to the first NUL.
   const std::u16string untilNul = units.substr(0, units.find(u'\0'));
   try {
     const std::string escaped = ConvertUStringWithEscaping(units.c_str(), true, style);
-    for (char c : escaped) Check(c >= 0x20 && c < 0x7F, "escaped text holds a byte outside printable ASCII");
+    if (style == kQvsvEscapeStyleC || style == kQvsvEscapeStyleAscii || style == kQvsvEscapeStyleUrl) {
+      for (char c : escaped) Check(c >= 0x20 && c < 0x7F, "escaped text holds a byte outside printable ASCII");
+    }
+    if (qvsvEscapeStyleIsLossless(style)) {
+      Check(ConvertEscapedStringToUString(escaped, style) == untilNul, "a lossless escaping does not read back");
+    }
   } catch (const std::invalid_argument&) {
-    Check(style != kQvsvEscapeStyleAscii, "the ASCII style was refused");
+    Check(style == 0 || style == 3, "an existing style refused a text");
   }
   Check(ConvertUStringWithEscaping(units.c_str(), false, style) == ConvertUStringToStdString(untilNul, true),
         "unescaped conversion differs from the plain one");
