@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "qv_services/diagnostic_creation.hpp"
+#include "qv_services/errors/cause_walk.hpp"
 #include "qv_services/errors/diagnostic_state.hpp"
 #include "qv_services/errors/json_text.hpp"
 #include "qv_services/xml_form.hpp"
@@ -292,6 +293,12 @@ std::pair<std::int64_t, std::int64_t> lineAndColumn(std::string_view text, std::
 
 std::string qvsvSerializeDiagnosticAsJSON(qvsvDiagnosticImpl* const& diag) {
   JsonWriter w;
+  std::size_t estimate = 64;
+  qvsv::detail::WalkItems(diag, [&](const qvsvDiagnosticItem& item, std::size_t) {
+    estimate += qvsv::detail::EstimatedJsonSize(item);
+    return true;
+  });
+  w.Reserve(estimate);
   w.StartObject();
   Key(w, R"("format")");
   w.String(kFormat);
@@ -299,37 +306,23 @@ std::string qvsvSerializeDiagnosticAsJSON(qvsvDiagnosticImpl* const& diag) {
   w.Int(kVersion);
   Key(w, R"("items")");
   w.StartArray();
-  // The cause tree is walked with an explicit stack so that chains of any
-  // depth write without deep recursion.
-  struct Frame {
-    qvsvDiagnosticImpl::ItemList::const_iterator next, end;
-  };
-  std::vector<Frame> stack;
-  if (diag != nullptr) stack.push_back({diag->items().cbegin(), diag->items().cend()});
-  while (!stack.empty()) {
-    Frame& frame = stack.back();
-    if (frame.next == frame.end) {
-      stack.pop_back();
-      w.EndArray();  // the causes of the enclosing item...
-      w.EndObject();  // ...and that item
-      continue;
-    }
-    const qvsvDiagnosticItem& item = **frame.next++;
-    writeItemMembers(w, item);
-    if (item.cause != nullptr && item.cause->count() > 0) {
-      Key(w, R"("causes")");
-      w.StartArray();
-      stack.push_back({item.cause->items().cbegin(), item.cause->items().cend()});
-    } else {
-      w.EndObject();
-    }
-  }
-  // Popping the top level's frame closed "items" and the document; without
-  // a diagnostic there was no frame to pop.
-  if (diag == nullptr) {
-    w.EndArray();
-    w.EndObject();
-  }
+  qvsv::detail::WalkItems(
+      diag,
+      [&](const qvsvDiagnosticItem& item, std::size_t) {
+        writeItemMembers(w, item);
+        const bool hasCauses = item.cause != nullptr && item.cause->count() > 0;
+        if (hasCauses) {
+          Key(w, R"("causes")");
+          w.StartArray();
+        }
+        return hasCauses;
+      },
+      [&](const qvsvDiagnosticItem&, std::size_t, bool walkedIn) {
+        if (walkedIn) w.EndArray();
+        w.EndObject();
+      });
+  w.EndArray();
+  w.EndObject();
   return w.Take();
 }
 

@@ -70,11 +70,12 @@ class Links {
   explicit Links(const std::vector<Entry>& entries)
       : guids_(entries.size() * kGuidLength), first_(entries.size() + 1, 0) {
     static constexpr char kHex[] = "0123456789abcdef";
-    static constexpr std::string_view kPrefix = "00000000-0000-4000-8000-";
+    static constexpr std::string_view kPrefix = "\"00000000-0000-4000-8000-";
     for (std::size_t i = 0; i < entries.size(); ++i) {
       char* guid = &guids_[i * kGuidLength];
       std::copy(kPrefix.begin(), kPrefix.end(), guid);
-      for (std::size_t k = 0, n = i; k < 12; ++k, n >>= 4) guid[kGuidLength - 1 - k] = kHex[n & 0xF];
+      guid[kGuidLength - 1] = '"';
+      for (std::size_t k = 0, n = i; k < 12; ++k, n >>= 4) guid[kGuidLength - 2 - k] = kHex[n & 0xF];
     }
     // Causes grouped by parent: counts, then offsets, then the lists.
     for (const Entry& entry : entries) {
@@ -89,13 +90,15 @@ class Links {
   }
 
   void writeGuid(JsonWriter& w, std::size_t index) const {
-    w.String(&guids_[index * kGuidLength], static_cast<rapidjson::SizeType>(kGuidLength));
+    const char* guid = &guids_[index * kGuidLength];
+    w.QuotedValue(kGuidLength, [&](char* out) { return std::copy_n(guid, kGuidLength, out); });
   }
   const std::size_t* causesBegin(std::size_t index) const { return causes_.data() + first_[index]; }
   const std::size_t* causesEnd(std::size_t index) const { return causes_.data() + first_[index + 1]; }
 
  private:
-  static constexpr std::size_t kGuidLength = 36;
+  // Each name is kept with its quotes, ready to copy.
+  static constexpr std::size_t kGuidLength = 38;
   std::vector<char> guids_;
   std::vector<std::size_t> first_;
   std::vector<std::size_t> causes_;
@@ -132,13 +135,13 @@ std::string uriOf(std::u16string_view file) {
   return uri;
 }
 
-const char* levelOf(qvsvReportKind kind) {
+void writeLevel(JsonWriter& w, qvsvReportKind kind) {
   switch (kind) {
-    case qvsvReportKind::Error: return "error";
-    case qvsvReportKind::Warning: return "warning";
-    case qvsvReportKind::Information: return "note";
+    case qvsvReportKind::Error: return w.Literal(R"("error")");
+    case qvsvReportKind::Warning: return w.Literal(R"("warning")");
+    case qvsvReportKind::Information: return w.Literal(R"("note")");
   }
-  return "warning";
+  w.Literal(R"("warning")");
 }
 
 void writeStack(JsonWriter& w, const txArray* stack) {
@@ -184,7 +187,7 @@ void writeStack(JsonWriter& w, const txArray* stack) {
       Key(w, R"("name")");
       qvsv::detail::WriteDisplayText(w, nameText);
       Key(w, R"("kind")");
-      w.String("function");
+      w.Literal(R"("function")");
       w.EndObject();
       w.EndArray();
     }
@@ -196,42 +199,53 @@ void writeStack(JsonWriter& w, const txArray* stack) {
   w.EndArray();
 }
 
+// The message with hotlinks removed; a message that is empty, or nothing but
+// a hotlink, shows the identifier.
+void writeMessageText(JsonWriter& w, const qvsvDiagnosticItem& item) {
+  std::size_t start = JsonWriter::kAppend;
+  if (!item.message.empty()) {
+    start = qvsv::detail::WriteDisplayText(w, item.message);
+    // Hotlinks are anchors: only a message whose text shows a '<' pays for
+    // their removal, and the written bytes tell that cheaply.
+    if (w.Since(start).find('<') == std::string_view::npos || item.message.find(u"<a") == std::u16string::npos) {
+      return;
+    }
+    const std::u16string shown = qvsv::removeHotLinks(item.message);
+    if (!shown.empty()) {
+      qvsv::detail::WriteDisplayText(w, shown, start);
+      return;
+    }
+  }
+  if (item.identifier.empty()) {
+    w.Quoted(R"x("(no message)")x", start);
+  } else {
+    qvsv::detail::WriteDisplayNarrow(w, item.identifier, start);
+  }
+}
+
 void writeResult(JsonWriter& w, const std::vector<Entry>& entries, const Links& links, std::size_t index,
-                 int ruleIndex) {
+                 const std::string& quotedRuleId, int ruleIndex) {
   const Entry& entry = entries[index];
   const qvsvDiagnosticItem& item = *entry.item;
   const bool overflow = item.identifier == kOverflowId;
   w.StartObject();
   Key(w, R"("ruleId")");
-  qvsv::detail::WriteDisplayNarrow(w, item.identifier);
+  w.Quoted(quotedRuleId);
   Key(w, R"("ruleIndex")");
   w.Int(ruleIndex);
   if (overflow) {
     Key(w, R"("kind")");
-    w.String("informational");
+    w.Literal(R"("informational")");
     Key(w, R"("level")");
-    w.String("none");
+    w.Literal(R"("none")");
   } else {
     Key(w, R"("level")");
-    w.String(levelOf(entry.kind));
+    writeLevel(w, entry.kind);
   }
   Key(w, R"("message")");
   w.StartObject();
   Key(w, R"("text")");
-  // Hotlinks are anchors; only a message with an anchor pays for removal.
-  const std::size_t open = item.message.find(u'<');
-  const bool hasAnchor = open != std::u16string::npos && item.message.find(u"<a", open) != std::u16string::npos;
-  const std::u16string text = hasAnchor ? qvsv::removeHotLinks(item.message) : std::u16string();
-  const std::u16string_view shown = hasAnchor ? std::u16string_view(text) : std::u16string_view(item.message);
-  if (shown.empty()) {
-    if (item.identifier.empty()) {
-      w.String("(no message)");
-    } else {
-      qvsv::detail::WriteDisplayNarrow(w, item.identifier);
-    }
-  } else {
-    qvsv::detail::WriteDisplayText(w, shown);
-  }
+  writeMessageText(w, item);
   w.EndObject();
   Key(w, R"("guid")");
   links.writeGuid(w, index);
@@ -240,7 +254,7 @@ void writeResult(JsonWriter& w, const std::vector<Entry>& entries, const Links& 
   w.StartObject();
   if (overflow) {
     Key(w, R"("overflow")");
-    w.Bool(true);
+    w.Literal("true");
   }
   if (entry.parent >= 0) {
     Key(w, R"("causeOf")");
@@ -291,6 +305,9 @@ std::string qvsvSerializeDiagnosticsAsSARIF(const std::vector<qvsvSarifInput>& i
   }
 
   JsonWriter w;
+  std::size_t estimate = 1024 + 160 * rules.size();
+  for (const Entry& entry : entries) estimate += 192 + qvsv::detail::EstimatedJsonSize(*entry.item);
+  w.Reserve(estimate);
   w.StartObject();
   Key(w, R"("$schema")");
   w.String("https://json.schemastore.org/sarif-2.1.0.json");
@@ -312,10 +329,13 @@ std::string qvsvSerializeDiagnosticsAsSARIF(const std::vector<qvsvSarifInput>& i
   Key(w, R"("rules")");
   w.StartArray();
   const std::string locale = tessel::GetGlobalLocaleName();
+  // Each rule's identifier as written, copied into every result of the rule.
+  std::vector<std::string> quotedIds;
+  quotedIds.reserve(rules.size());
   for (const std::string* id : rules) {
     w.StartObject();
     Key(w, R"("id")");
-    qvsv::detail::WriteDisplayNarrow(w, *id);
+    quotedIds.emplace_back(w.Since(qvsv::detail::WriteDisplayNarrow(w, *id)));
     if (const auto pattern = resource_core::FindMessagePattern(*id, locale); pattern && !pattern->empty()) {
       Key(w, R"("shortDescription")");
       w.StartObject();
@@ -331,7 +351,7 @@ std::string qvsvSerializeDiagnosticsAsSARIF(const std::vector<qvsvSarifInput>& i
   Key(w, R"("results")");
   w.StartArray();
   const Links links(entries);
-  for (std::size_t i = 0; i < entries.size(); ++i) writeResult(w, entries, links, i, entryRule[i]);
+  for (std::size_t i = 0; i < entries.size(); ++i) writeResult(w, entries, links, i, quotedIds[static_cast<std::size_t>(entryRule[i])], entryRule[i]);
   w.EndArray();
   w.EndObject();
   w.EndArray();
