@@ -97,7 +97,7 @@ std::size_t copyPlainRun(const Unit* s, std::size_t n, char* p) {
 
 // UTF-16 as a quoted JSON string in UTF-8, transcoded and escaped in one
 // pass (the writers' hot path); null at the first unpaired surrogate.
-char* quoteUtf16(std::u16string_view text, char* p) {
+char* quote(std::u16string_view text, char* p) {
   *p++ = '"';
   const char16_t* s = text.data();
   const std::size_t n = text.size();
@@ -150,7 +150,7 @@ std::size_t utf8SequenceLength(const unsigned char* s, std::size_t n) {
 
 // UTF-8 as a quoted JSON string, checked in the same pass; null at the first
 // byte that is not part of well-formed UTF-8.
-char* quoteUtf8(std::string_view text, char* p) {
+char* quote(std::string_view text, char* p) {
   *p++ = '"';
   const char* s = text.data();
   const std::size_t n = text.size();
@@ -220,6 +220,30 @@ bool readHexObject(const rapidjson::Value& value, const char* key, std::size_t d
   return true;
 }
 
+// A text for display: quoted optimistically, as in WriteText; a text that
+// is not well formed is quoted again after U+FFFD took the place of what did
+// not convert.
+std::u16string repaired(std::u16string_view text) {
+  return ConvertStdStringToUString(ConvertUStringToStdString(text, true), true);
+}
+std::string repaired(std::string_view text) {
+  return ConvertUStringToStdString(ConvertStdStringToUString(text, true), true);
+}
+
+template <typename Unit>
+std::size_t writeDisplay(JsonWriter& writer, std::basic_string_view<Unit> text, std::size_t replace) {
+  std::basic_string<Unit> repair;
+  return writer.QuotedValue(
+      text.size() * kWorstEscape + 2,
+      [&](char* out) {
+        char* end = quote(text, out);
+        if (end != nullptr) return end;
+        repair = repaired(text);
+        return quote(std::basic_string_view<Unit>(repair), out);
+      },
+      replace);
+}
+
 }  // namespace
 
 bool AppendUtf8(std::u16string_view text, std::string& out) {
@@ -236,7 +260,7 @@ void WriteText(JsonWriter& writer, std::u16string_view text) {
   // replaced in place by its hex object, a value as good as a string to the
   // writer's bookkeeping of commas.
   writer.QuotedValue(text.size() * kWorstEscape + 12, [&](char* out) {
-    char* end = quoteUtf16(text, out);
+    char* end = quote(text, out);
     return end != nullptr ? end : hexObject(text, out);
   });
 }
@@ -245,7 +269,7 @@ void WriteNarrow(JsonWriter& writer, std::string_view text) {
   // As in WriteText: quoted optimistically, replaced by the hex object when
   // the bytes turn out not to be UTF-8.
   writer.QuotedValue(text.size() * kWorstEscape + 12, [&](char* out) {
-    char* end = quoteUtf8(text, out);
+    char* end = quote(text, out);
     return end != nullptr ? end : hexObject(text, out);
   });
 }
@@ -265,31 +289,11 @@ void WriteNumber(JsonWriter& writer, double value) {
 }
 
 std::size_t WriteDisplayText(JsonWriter& writer, std::u16string_view text, std::size_t replace) {
-  // Quoted optimistically, as in WriteText; a text that is not well formed
-  // is quoted again after U+FFFD took the place of what did not convert.
-  std::u16string repaired;
-  return writer.QuotedValue(
-      text.size() * kWorstEscape + 2,
-      [&](char* out) {
-        char* end = quoteUtf16(text, out);
-        if (end != nullptr) return end;
-        repaired = ConvertStdStringToUString(ConvertUStringToStdString(text, true), true);
-        return quoteUtf16(repaired, out);
-      },
-      replace);
+  return writeDisplay(writer, text, replace);
 }
 
 std::size_t WriteDisplayNarrow(JsonWriter& writer, std::string_view text, std::size_t replace) {
-  std::string repaired;
-  return writer.QuotedValue(
-      text.size() * kWorstEscape + 2,
-      [&](char* out) {
-        char* end = quoteUtf8(text, out);
-        if (end != nullptr) return end;
-        repaired = ConvertUStringToStdString(ConvertStdStringToUString(text, true), true);
-        return quoteUtf8(repaired, out);
-      },
-      replace);
+  return writeDisplay(writer, text, replace);
 }
 
 std::size_t EstimatedJsonSize(const qvsvDiagnosticItem& item) {
