@@ -38,10 +38,10 @@
 //    "QV_SERVICES:tcos" naming the class, property, instance or value. Main
 //    thread only, like everything the host calls.
 //
+//   using P = qvsvTcosPropertyDescription;
 //   const qvsvTcosClass kGain("Gain", u"A gain block", {
-//       {.name = "Gain", .defaultValue = 1.0, .description = u"Multiplier"},
-//       {.name = "Width", .type = qvsv::tcos::ElementKind::Int32, .defaultValue = 1.0,
-//        .deferral = qvsvTcosDeferral::Dimension}});
+//       P("Gain").withDefault(1.0).describedAs(u"Multiplier"),
+//       P("Width", qvsv::tcos::ElementKind::Int32).withDefault(1.0).deferrable(qvsvTcosDeferral::Dimension)});
 //   auto gain = kGain.create();
 //   gain->set("Gain", 2.5);
 //   gain->setExpression("Width", u"N*2");   // needs DimensionVariants on
@@ -71,10 +71,25 @@ using qvsvTcosDefault = std::variant<std::monostate, double, bool, std::u16strin
 // and shape), else the reason it is refused, shown to the user.
 using qvsvTcosValidator = std::function<std::u16string(const txArray* value)>;
 
+// A property's description, built by chaining:
+//   qvsvTcosPropertyDescription("Gain").withDefault(1.0).describedAs(u"Multiplier")
 struct qvsvTcosPropertyDescription {
+  explicit qvsvTcosPropertyDescription(std::string propertyName,
+                                       qvsv::tcos::ElementKind valueType = qvsv::tcos::ElementKind::Double,
+                                       qvsv::tcos::Shape valueShape = qvsv::tcos::Shape::Scalar)
+      : name(std::move(propertyName)), type(valueType), shape(valueShape) {}
+
+  qvsvTcosPropertyDescription& withDefault(qvsvTcosDefault value) { defaultValue = std::move(value); return *this; }
+  qvsvTcosPropertyDescription& readOnly() { access = qvsvTcosAccess::ReadOnly; return *this; }
+  qvsvTcosPropertyDescription& acceptsEmpty() { optional = true; return *this; }
+  qvsvTcosPropertyDescription& describedAs(std::u16string text) { description = std::move(text); return *this; }
+  qvsvTcosPropertyDescription& validatedBy(qvsvTcosValidator fn) { validator = std::move(fn); return *this; }
+  qvsvTcosPropertyDescription& deferrable(qvsvTcosDeferral kind) { deferral = kind; return *this; }
+  qvsvTcosPropertyDescription& ofEnumeration(std::string table) { enumTable = std::move(table); return *this; }
+
   std::string name;
-  qvsv::tcos::ElementKind type = qvsv::tcos::ElementKind::Double;
-  qvsv::tcos::Shape shape = qvsv::tcos::Shape::Scalar;
+  qvsv::tcos::ElementKind type;
+  qvsv::tcos::Shape shape;
   // Whether the empty value [] is accepted besides values of the type.
   bool optional = false;
   qvsvTcosDefault defaultValue;

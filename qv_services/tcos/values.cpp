@@ -58,14 +58,15 @@ std::string BoundText(ElementKind kind, bool upper) {
 }
 
 std::string Expected(ElementKind kind, Shape shape) {
-  std::string what = std::string(ElementKindName(kind)) + " " + ShapeName(shape);
+  const std::string name = ElementKindName(kind);
+  const std::string what = (name[0] == 'i' ? "n " : " ") + name + " " + ShapeName(shape);
   const char* cls = kind == ElementKind::Logical ? "logical (or double of 0 and 1)" : "double";
   switch (shape) {
-    case Shape::Scalar: return "a " + what + " (a 1x1 " + cls + " array)";
-    case Shape::Vector: return "a " + what + " (a 1xN or Nx1 " + std::string(cls) + " array)";
-    case Shape::Matrix: return "a " + what + " (a " + std::string(cls) + " array)";
+    case Shape::Scalar: return "a" + what + " (a 1x1 " + cls + " array)";
+    case Shape::Vector: return "a" + what + " (a 1xN or Nx1 " + cls + " array)";
+    case Shape::Matrix: return "a" + what + " (a " + cls + " array)";
   }
-  return what;
+  return "a" + what;
 }
 
 [[noreturn]] void ThrowWrongValue(const std::string& expected, const txArray* array) {
