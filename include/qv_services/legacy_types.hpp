@@ -58,7 +58,7 @@ struct QVSV_API qvsvLegacyDataType {
 };
 
 // Element data of one legacy type for an m x n array.
-struct qvsvLegacyData {
+struct QVSV_API qvsvLegacyData {
   const qvsvLegacyDataType* type = nullptr;  // points into the static table
   std::size_t rows = 0;
   std::size_t cols = 0;
