@@ -6,14 +6,14 @@
 //    qvsv::tcos::ToHost(value), covers every supported type: double, float,
 //    the signed and unsigned integers of 8 to 64 bits, bool, UTF-16 text
 //    (std::u16string), UTF-8 text (std::string), qvsvString, qvsvStringOrID,
-//    std::vector of these, qvsvTcosMatrix of the numeric types and bool, and
+//    std::vector and qvsvTcosMatrix of these, and
 //    std::optional of any of them. Enumerations go through their table
 //    (EnumFromHost, EnumToHost).
 //  - Host shapes: a scalar is 1x1; a vector is 1xN, Nx1 or empty (0 elements);
 //    a matrix is any m x n. Numbers are double arrays; bool reads a logical
 //    array, or a double array whose elements are all 0 or 1 (host expressions
 //    have no logical literal); text is a character row ('' is 0x0); a vector
-//    of texts is a cell vector of character rows. An empty std::optional is
+//    or matrix of texts is a cell vector or matrix of character rows. An empty std::optional is
 //    the 0x0 double array [], and [] reads as an empty optional of any type.
 //  - Reading is strict: the wrong class or size, an integer out of range, a
 //    fractional value or NaN for an integer, a float overflow, or a bool that
@@ -36,6 +36,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <optional>
+#include <stdexcept>
 #include <string>
 #include <type_traits>
 #include <vector>
@@ -85,9 +86,10 @@ QVSV_API double ExactDouble(std::int64_t value);
 QVSV_API double ExactDouble(std::uint64_t value);
 // The text of a character row, or the wrong-value diagnostic.
 QVSV_API std::u16string ReadText(const txArray* array);
-// The texts of a cell vector of character rows.
-QVSV_API std::vector<std::u16string> ReadTextVector(const txArray* array);
-QVSV_API txArray* WriteTextVector(const std::vector<std::u16string>& texts);
+// The texts of a cell vector or matrix of character rows, column-major.
+QVSV_API std::vector<std::u16string> ReadTextCells(const txArray* array, Shape shape, std::size_t& rows,
+                                                   std::size_t& cols);
+QVSV_API txArray* WriteTextCells(const std::vector<std::u16string>& texts, std::size_t rows, std::size_t cols);
 QVSV_API bool IsNoValue(const txArray* array);
 QVSV_API std::u16string FromUTF8(const std::string& text);
 QVSV_API std::string ToUTF8(const std::u16string& text);
@@ -228,8 +230,11 @@ template <typename T>
 struct Converter<std::vector<T>> {
   static std::vector<T> read(const txArray* array) {
     if constexpr (TextType<T>::value) {
+      std::size_t rows = 0, cols = 0;
       std::vector<T> out;
-      for (auto& text : ReadTextVector(array)) out.push_back(TextType<T>::from(std::move(text)));
+      for (auto& text : ReadTextCells(array, Shape::Vector, rows, cols)) {
+        out.push_back(TextType<T>::from(std::move(text)));
+      }
       return out;
     } else {
       std::size_t rows = 0, cols = 0;
@@ -240,7 +245,7 @@ struct Converter<std::vector<T>> {
     if constexpr (TextType<T>::value) {
       std::vector<std::u16string> texts;
       for (const T& t : value) texts.push_back(TextType<T>::to(t));
-      return WriteTextVector(texts);
+      return WriteTextCells(texts, 1, texts.size());
     } else {
       return WriteNumbers(ToDoubles(value), 1, value.size(), KindOf<T>());
     }
@@ -251,7 +256,13 @@ template <typename T>
 struct Converter<qvsvTcosMatrix<T>> {
   static qvsvTcosMatrix<T> read(const txArray* array) {
     qvsvTcosMatrix<T> out;
-    out.data = FromDoubles<T>(ReadNumbers(array, KindOf<T>(), Shape::Matrix, out.rows, out.cols));
+    if constexpr (TextType<T>::value) {
+      for (auto& text : ReadTextCells(array, Shape::Matrix, out.rows, out.cols)) {
+        out.data.push_back(TextType<T>::from(std::move(text)));
+      }
+    } else {
+      out.data = FromDoubles<T>(ReadNumbers(array, KindOf<T>(), Shape::Matrix, out.rows, out.cols));
+    }
     return out;
   }
   static txArray* write(const qvsvTcosMatrix<T>& value) {
@@ -259,7 +270,13 @@ struct Converter<qvsvTcosMatrix<T>> {
       throw std::invalid_argument("a matrix of " + std::to_string(value.rows) + "x" + std::to_string(value.cols) +
                                   " must hold that many elements, not " + std::to_string(value.data.size()));
     }
-    return WriteNumbers(ToDoubles(value.data), value.rows, value.cols, KindOf<T>());
+    if constexpr (TextType<T>::value) {
+      std::vector<std::u16string> texts;
+      for (const T& t : value.data) texts.push_back(TextType<T>::to(t));
+      return WriteTextCells(texts, value.rows, value.cols);
+    } else {
+      return WriteNumbers(ToDoubles(value.data), value.rows, value.cols, KindOf<T>());
+    }
   }
 };
 

@@ -17,7 +17,10 @@ txArray* Normalised(const qvsvTcosPropertyDescription& property, const txArray* 
   }
   if (property.type == ElementKind::Text) {
     if (property.shape == Shape::Scalar) return txCreateString(ReadText(value));
-    return WriteTextVector(ReadTextVector(value));
+    std::size_t rows = 0;
+    std::size_t cols = 0;
+    std::vector<std::u16string> texts = ReadTextCells(value, property.shape, rows, cols);
+    return WriteTextCells(texts, rows, cols);
   }
   std::size_t rows = 0;
   std::size_t cols = 0;

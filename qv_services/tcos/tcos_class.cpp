@@ -26,10 +26,9 @@ txArray* DefaultArray(const qvsvTcosPropertyDescription& property) {
       [&](const auto& v) -> txArray* {
         using V = std::decay_t<decltype(v)>;
         if constexpr (std::is_same_v<V, std::monostate>) {
-          return property.type == ElementKind::Text && property.shape == qvsv::tcos::Shape::Scalar &&
-                         property.enumTable.empty()
-                     ? txCreateString(u"")
-                     : txCreateDoubleMatrix(0, 0);
+          // Text starts empty; other types have no empty value of their own.
+          if (property.type != ElementKind::Text || !property.enumTable.empty()) return txCreateDoubleMatrix(0, 0);
+          return property.shape == qvsv::tcos::Shape::Scalar ? txCreateString(u"") : txCreateCellMatrix(0, 0);
         } else if constexpr (std::is_same_v<V, double>) {
           return txCreateDoubleScalar(v);
         } else if constexpr (std::is_same_v<V, bool>) {

@@ -201,9 +201,12 @@ std::u16string ReadText(const txArray* array) {
   return txGetString(array);
 }
 
-std::vector<std::u16string> ReadTextVector(const txArray* array) {
-  const std::string expected = "a text vector (a 1xN or Nx1 cell array of character rows)";
-  if (!txIsCell(array) || !ShapeFits(array, Shape::Vector)) ThrowWrongValue(expected, array);
+std::vector<std::u16string> ReadTextCells(const txArray* array, Shape shape, std::size_t& rows, std::size_t& cols) {
+  if (!txIsCell(array) || !ShapeFits(array, shape)) {
+    ThrowWrongValue(std::string("a text ") + ShapeName(shape) + " (a " +
+                        (shape == Shape::Vector ? "1xN or Nx1 " : "") + "cell array of character rows)",
+                    array);
+  }
   std::vector<std::u16string> texts;
   for (txIndex i = 0; i < txGetNumberOfElements(array); ++i) {
     const txArray* cell = txGetCell(array, i);
@@ -213,11 +216,13 @@ std::vector<std::u16string> ReadTextVector(const txArray* array) {
     }
     texts.push_back(txGetString(cell));
   }
+  rows = txGetM(array);
+  cols = txGetN(array);
   return texts;
 }
 
-txArray* WriteTextVector(const std::vector<std::u16string>& texts) {
-  ArrayPtr out(txCreateCellMatrix(1, texts.size()));
+txArray* WriteTextCells(const std::vector<std::u16string>& texts, std::size_t rows, std::size_t cols) {
+  ArrayPtr out(txCreateCellMatrix(rows, cols));
   for (std::size_t i = 0; i < texts.size(); ++i) txSetCell(out.get(), i, txCreateString(texts[i]));
   return out.release();
 }

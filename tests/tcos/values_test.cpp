@@ -144,6 +144,7 @@ TEST(TcosValues, EveryTypeReadsBackWhatItWrote) {
   ExpectRoundTrip(std::vector<std::string>{"a", "", "c"});
   ExpectRoundTrip(std::vector<double>{});
   ExpectRoundTrip(qvsvTcosMatrix<std::uint32_t>{2, 3, {1, 2, 3, 4, 5, 6}});
+  ExpectRoundTrip(qvsvTcosMatrix<std::string>{2, 1, {"top", "bottom"}});
   ExpectRoundTrip(std::optional<double>());
   ExpectRoundTrip(std::optional<std::u16string>(u""));
   Array colour(EnumToHost(kColours, Colour::Red));
