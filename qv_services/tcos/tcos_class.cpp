@@ -81,11 +81,11 @@ qvsvTcosClass::qvsvTcosClass(std::string name, std::u16string description,
       }
       txMakeArrayPersistent(defaults_.back());
     }
+    qvsvTcosClassRegistry::regClass(this);
   } catch (...) {
     for (txArray* d : defaults_) txDestroyArray(d);
     throw;
   }
-  qvsvTcosClassRegistry::regClass(this);
 }
 
 qvsvTcosClass::~qvsvTcosClass() {
