@@ -280,6 +280,12 @@ struct Converter<qvsvTcosMatrix<T>> {
   }
 };
 
+// GCC 12 with the sanitizers warns that an empty optional's payload may be
+// read here, on the branch that only runs when it holds a value.
+#if defined(__GNUC__) && !defined(__clang__)
+#pragma GCC diagnostic push
+#pragma GCC diagnostic ignored "-Wmaybe-uninitialized"
+#endif
 template <typename T>
 struct Converter<std::optional<T>> {
   static std::optional<T> read(const txArray* array) {
@@ -290,6 +296,9 @@ struct Converter<std::optional<T>> {
     return value.has_value() ? Converter<T>::write(*value) : txCreateDoubleMatrix(0, 0);
   }
 };
+#if defined(__GNUC__) && !defined(__clang__)
+#pragma GCC diagnostic pop
+#endif
 
 }  // namespace detail
 }  // namespace qvsv::tcos
