@@ -69,8 +69,7 @@ struct qvsvTcosResolver {
     ArrayPtr raw(inner.resolve(index));
     ArrayPtr checked(qvsv::tcos::detail::CheckedPropertyValue(*self.class_, properties[index], raw.get()));
     txMakeArrayPersistent(checked.get());
-    // The cache may have been refilled by a nested read of the same slot
-    // (only through a cycle, which throws above), so replacing is safe.
+    // The value cached before is stale: one of its dependencies changed.
     txDestroyArray(slot.cached);
     slot.cached = checked.release();
     slot.cachedDependencies = std::move(deps);
