@@ -6,6 +6,7 @@
 #include "qv_services/errors/diagnostic_state.hpp"
 #include "qv_services/errors/host_entries.hpp"
 #include "qv_services/feature.hpp"
+#include "qv_services/tcos/tcos_entries.hpp"
 #include "qv_services/tracer.hpp"
 
 namespace {
@@ -57,6 +58,11 @@ const tessel::ModuleFunctionTable* QueryTLFcnTable_qv_services() {
       {"QvTracerGetStat", static_cast<tessel::HostEntryPoint>(&QvTracerGetStat)},
       {qvsv::detail::kGetLastReportedEntry, &qvsv::detail::GetLastReportedEntry},
       {qvsv::detail::kRaiseEntry, &qvsv::detail::RaiseEntry},
+      {"QvTcosGet", &qvsv::tcos::detail::GetEntry},
+      {"QvTcosSet", &qvsv::tcos::detail::SetEntry},
+      {"QvTcosProperties", &qvsv::tcos::detail::PropertiesEntry},
+      {"QvTcosPropertyReport", &qvsv::tcos::detail::PropertyReportEntry},
+      {"QvTcosClasses", &qvsv::tcos::detail::ClassesEntry},
   };
   static const tessel::ModuleFunctionTable table{std::size(functions), functions};
   return &table;

@@ -1,0 +1,36 @@
+// Helpers of the tcos tests: the identifier a call fails with, and arrays
+// that destroy themselves.
+#pragma once
+
+#include <functional>
+#include <memory>
+#include <string>
+
+#include "qv_services/diagnostic.hpp"
+#include "qv_services/except.hpp"
+#include "tessel/array.hpp"
+
+namespace qvsv::test {
+
+struct ArrayDeleter {
+  void operator()(txArray* a) const { txDestroyArray(a); }
+};
+using Array = std::unique_ptr<txArray, ArrayDeleter>;
+
+// "" when fn returns normally, else the identifier of the diagnostic it threw
+// (its first item) and, with the cause of that item, " <- " and the cause's.
+inline std::string FailureOf(const std::function<void()>& fn) {
+  try {
+    fn();
+  } catch (const qvsv::except::DiagnosticException& e) {
+    qvsvDiagnosticImpl* diag = e.diagnostic();
+    std::string id = qvsvGetIdentifierFromDiagnosticItem(diag, 0);
+    if (qvsvDiagnosticImpl* cause = qvsvGetCauseFromDiagnosticItem(diag, 0)) {
+      id += std::string(" <- ") + qvsvGetIdentifierFromDiagnosticItem(cause, 0);
+    }
+    return id;
+  }
+  return "";
+}
+
+}  // namespace qvsv::test
