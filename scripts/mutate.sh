@@ -8,10 +8,11 @@
 #   scripts/mutate.sh [--only FOLDER[,FOLDER...]] [--ids ID[,ID...]]
 #                     [--timeout SEC] [--out FILE]
 #
-# The copy and its build live in one fixed place (QVSV_MUTATE_DIR, default
-# /tmp/qvsv-mutate) and are kept between runs so that each run builds only
-# what changed; a lock there makes a second run wait for the first.
-# QVSV_MUTATE_JOBS sets the build's parallelism (default 2).
+# The copy and its build live in a fixed folder per checkout (QVSV_MUTATE_DIR,
+# default /tmp/qvsv-mutate/<checkout folder name>) and are kept between runs
+# so that each run builds only what changed; a lock there makes a second run
+# from the same checkout wait for the first. QVSV_MUTATE_JOBS sets the
+# build's parallelism (default 2).
 set -euo pipefail
 
 usage() {
@@ -37,10 +38,13 @@ fi
 
 repo=$(git rev-parse --show-toplevel)
 head=$(git -C "$repo" rev-parse HEAD)
-work="${QVSV_MUTATE_DIR:-/tmp/qvsv-mutate}"
+work="${QVSV_MUTATE_DIR:-/tmp/qvsv-mutate/$(basename "$repo")}"
 src="$work/src"
 build="$src/build/release"
 jobs="${QVSV_MUTATE_JOBS:-2}"
+# Paths relative to the build folder make the copy's compilations hit the
+# cache that the checkouts' own release builds filled.
+export CCACHE_BASEDIR=/
 if [ -n "$out" ]; then
   case "$out" in /*) ;; *) out="$PWD/$out" ;; esac
   : >"$out"
