@@ -12,7 +12,8 @@
 # default /tmp/qvsv-mutate/<checkout folder name>) and are kept between runs
 # so that each run builds only what changed; a lock there makes a second run
 # from the same checkout wait for the first. QVSV_MUTATE_JOBS sets the
-# build's parallelism (default 2).
+# build's parallelism (default 2). kills.txt there names the first failing
+# test of each killed mutant.
 set -euo pipefail
 
 usage() {
@@ -131,7 +132,7 @@ build_targets() {
 }
 
 program_path() {
-  find "$build/tests" -maxdepth 2 -type f -name "$1" -perm -u+x | head -n 1
+  find "$build/bin" "$build/tests" -maxdepth 2 -type f -name "$1" -perm -u+x 2>/dev/null | head -n 1
 }
 
 # run_program NAME CAP: 0 passes, 1 fails, 2 timed out.
@@ -175,6 +176,7 @@ restore_file() {
 trap 'if [ -n "$restore" ]; then restore_file; fi' EXIT
 
 killed=0 survived=0 broken=0 missing=0 survivors=""
+: >"$work/kills.txt"
 while IFS=$'\t' read -r -u 3 id folder file original replacement kind; do
   if [ ! -f "$file" ]; then
     log "$id $folder missing ($file does not exist)"
@@ -210,6 +212,11 @@ EOF
     for program in ${folder_programs[$folder]}; do
       status=0
       run_program "$program" "${cap[$program]}" || status=$?
+      if [ $status -ne 0 ]; then
+        # Which test caught it, for whoever reshapes the suites.
+        first=$(sed -n 's/^\[  FAILED  \] \([A-Za-z0-9_./]*\).*/\1/p' "$work/test.log" | head -n 1)
+        printf '%s\t%s\t%s\n' "$id" "$program" "${first:-(crashed or timed out)}" >>"$work/kills.txt"
+      fi
       if [ $status -eq 1 ]; then result="killed"; break; fi
       if [ $status -eq 2 ]; then result="timeout(killed)"; break; fi
     done
