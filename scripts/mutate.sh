@@ -135,20 +135,42 @@ program_path() {
   find "$build/bin" "$build/tests" -maxdepth 2 -type f -name "$1" -perm -u+x 2>/dev/null | head -n 1
 }
 
-# run_program NAME CAP: 0 passes, 1 fails, 2 timed out. The whole program
-# runs (no --gtest_fail_fast, which upsets the feature suite's death tests).
+# run_program NAME CAP: 0 passes, 1 fails, 2 timed out; sets $caught to the
+# test that failed. CTest runs each test in a process of its own and some
+# suites rely on that, so the program first runs whole (quick) and then each
+# test that failed there, or every test after a crash, runs alone: only a
+# test that fails alone kills the mutant.
 run_program() {
   local path
   path=$(program_path "$1")
   [ -n "$path" ] || { echo "mutate.sh: $1 was not built" >&2; return 1; }
+  caught=""
   local status=0
-  (cd "$(dirname "$path")" && timeout -k 5 "$2" "$path" --gtest_brief=1) \
-    </dev/null >"$work/test.log" 2>&1 || status=$?
+  (cd "$(dirname "$path")" && timeout -k 5 "$2" "$path") </dev/null >"$work/test.log" 2>&1 || status=$?
   case $status in
     0) return 0 ;;
-    124|137) return 2 ;;
-    *) return 1 ;;
+    124|137) caught="(the whole program ran past ${2}s)"; return 2 ;;
   esac
+  local suspects
+  if [ $status -eq 1 ] && grep -q '^\[  FAILED  \] [^ ]*\.' "$work/test.log"; then
+    suspects=$(sed -n 's/^\[  FAILED  \] \([^ ,]*\.[^ ,]*\).*/\1/p' "$work/test.log" | sort -u)
+  else
+    suspects=$("$path" --gtest_list_tests </dev/null 2>/dev/null | awk '
+      /^[^ ]/ { suite = $1; next }
+      /^  / { print suite $1 }')
+  fi
+  local test
+  for test in $suspects; do
+    status=0
+    (cd "$(dirname "$path")" && timeout -k 5 "$2" "$path" --gtest_filter="$test") </dev/null >"$work/test-alone.log" 2>&1 \
+      || status=$?
+    case $status in
+      0) ;;
+      124|137) caught="$test (timed out)"; return 2 ;;
+      *) caught="$test"; return 1 ;;
+    esac
+  done
+  return 0
 }
 
 # The clean tree must build and pass, or no result would mean anything; its
@@ -215,8 +237,7 @@ EOF
       run_program "$program" "${cap[$program]}" || status=$?
       if [ $status -ne 0 ]; then
         # Which test caught it, for whoever reshapes the suites.
-        first=$(sed -n 's/^\[  FAILED  \] \([A-Za-z0-9_./]*\).*/\1/p' "$work/test.log" | head -n 1)
-        printf '%s\t%s\t%s\n' "$id" "$program" "${first:-(crashed or timed out)}" >>"$work/kills.txt"
+        printf '%s\t%s\t%s\n' "$id" "$program" "$caught" >>"$work/kills.txt"
       fi
       if [ $status -eq 1 ]; then result="killed"; break; fi
       if [ $status -eq 2 ]; then result="timeout(killed)"; break; fi
