@@ -136,34 +136,32 @@ program_path() {
 }
 
 # run_program NAME CAP: 0 passes, 1 fails, 2 timed out; sets $caught to the
-# test that failed. CTest runs each test in a process of its own and some
-# suites rely on that, so the program first runs whole (quick) and then each
-# test that failed there, or every test after a crash, runs alone: only a
-# test that fails alone kills the mutant.
+# test that failed. CTest runs each test in a process of its own, and a test
+# may pass or fail only because of what an earlier one left behind, so the
+# verdict is taken the CTest way: the program runs whole once (quick, and it
+# names the likely killers), then those tests and all the others run alone
+# until one fails. A survivor thus costs one process per test.
 run_program() {
   local path
   path=$(program_path "$1")
   [ -n "$path" ] || { echo "mutate.sh: $1 was not built" >&2; return 1; }
   caught=""
   local status=0
-  (cd "$(dirname "$path")" && timeout -k 5 "$2" "$path") </dev/null >"$work/test.log" 2>&1 || status=$?
+  # The braces keep the shell's own "Segmentation fault" notices out of the log.
+  { (cd "$(dirname "$path")" && timeout -k 5 "$2" "$path") </dev/null >"$work/test.log" 2>&1 || status=$?; } 2>/dev/null
   case $status in
-    0) return 0 ;;
     124|137) caught="(the whole program ran past ${2}s)"; return 2 ;;
   esac
   local suspects
-  if [ $status -eq 1 ] && grep -q '^\[  FAILED  \] [^ ]*\.' "$work/test.log"; then
-    suspects=$(sed -n 's/^\[  FAILED  \] \([^ ,]*\.[^ ,]*\).*/\1/p' "$work/test.log" | sort -u)
-  else
-    suspects=$("$path" --gtest_list_tests </dev/null 2>/dev/null | awk '
-      /^[^ ]/ { suite = $1; next }
-      /^  / { print suite $1 }')
-  fi
+  suspects=$({
+    sed -n 's/^\[  FAILED  \] \([^ ,]*\.[^ ,]*\).*/\1/p' "$work/test.log"
+    "$path" --gtest_list_tests </dev/null 2>/dev/null | awk '/^[^ ]/ { suite = $1; next } /^  / { print suite $1 }'
+  } | awk '!seen[$0]++')
   local test
   for test in $suspects; do
     status=0
-    (cd "$(dirname "$path")" && timeout -k 5 "$2" "$path" --gtest_filter="$test") </dev/null >"$work/test-alone.log" 2>&1 \
-      || status=$?
+    { (cd "$(dirname "$path")" && timeout -k 5 "$2" "$path" --gtest_filter="$test") </dev/null >"$work/test-alone.log" 2>&1 \
+      || status=$?; } 2>/dev/null
     case $status in
       0) ;;
       124|137) caught="$test (timed out)"; return 2 ;;
