@@ -1,12 +1,17 @@
+#include "tessel/interpreter.hpp"
+
 #include <gtest/gtest.h>
 
 #include <optional>
 #include <vector>
 
 #include "tessel/array.hpp"
-#include "tessel/interpreter.hpp"
+#include "tessel/module.hpp"
+#include "tests/support/raised.hpp"
 
 namespace {
+
+using qvsv::test::Raised;
 
 class Interpreter : public ::testing::Test {
  protected:
@@ -24,13 +29,10 @@ class Interpreter : public ::testing::Test {
 };
 
 TEST_F(Interpreter, UnknownFunctionThrowsNamingIt) {
-  try {
-    tessel::feval("no_such_function", 0, nullptr, 0, nullptr);
-    FAIL() << "no exception";
-  } catch (const tessel::HostError& e) {
-    EXPECT_EQ(e.identifier(), "Tessel:UndefinedFunction");
-    EXPECT_NE(std::string(e.what()).find("'no_such_function'"), std::string::npos);
-  }
+  const auto error = Raised<tessel::HostError>([] { tessel::feval("no_such_function", 0, nullptr, 0, nullptr); });
+  ASSERT_TRUE(error);
+  EXPECT_EQ(error->identifier(), "Tessel:UndefinedFunction");
+  EXPECT_NE(std::string(error->what()).find("'no_such_function'"), std::string::npos);
 }
 
 TEST_F(Interpreter, SortThenSelectRowsReordersACellByItsFirstColumn) {
@@ -42,26 +44,22 @@ TEST_F(Interpreter, SortThenSelectRowsReordersACellByItsFirstColumn) {
   }
   txArray* sortOut[2] = {};
   tessel::feval("@(x)sort(x(:,1))", 2, sortOut, 1, &table);
+  ASSERT_EQ(txGetNumberOfElements(sortOut[0]), 3u);
   ASSERT_EQ(txGetNumberOfElements(sortOut[1]), 3u);
   EXPECT_EQ(std::vector<double>(txGetPr(sortOut[1]), txGetPr(sortOut[1]) + 3), (std::vector<double>{2, 3, 1}))
       << "code-unit order: upper case before lower case";
-  EXPECT_EQ(txGetString(txGetCell(sortOut[0], 0)), u"Alpha");
 
   txArray* selectIn[2] = {table, sortOut[1]};
   txArray* selected = nullptr;
   tessel::feval("@(x,i) x(i,:)", 1, &selected, 2, selectIn);
   ASSERT_EQ(txGetM(selected), 3u);
   ASSERT_EQ(txGetN(selected), 2u);
-  EXPECT_EQ(txGetString(txGetCell(selected, 0)), u"Alpha");
-  EXPECT_EQ(txGetString(txGetCell(selected, 2)), u"beta");
-  EXPECT_EQ(txGetScalar(txGetCell(selected, 3)), 1.0);
-}
-
-TEST_F(Interpreter, SelectRowsRejectsIndicesOutsideTheArray) {
-  txArray* in[2] = {txCreateDoubleMatrix(2, 1), txCreateDoubleScalar(3)};
-  txArray* out = nullptr;
-  EXPECT_THROW(tessel::feval("@(x,i) x(i,:)", 1, &out, 2, in), tessel::HostError);
-  EXPECT_EQ(out, nullptr);
+  for (txIndex r = 0; r < 3; ++r) {
+    EXPECT_EQ(txGetString(txGetCell(sortOut[0], r)), txGetString(txGetCell(selected, r))) << "row " << r;
+    EXPECT_EQ(txGetScalar(txGetCell(selected, 3 + r)), txGetPr(sortOut[1])[r] - 1) << "row " << r;
+  }
+  txArray* outside[2] = {txCreateDoubleMatrix(2, 1), txCreateDoubleScalar(3)};
+  EXPECT_THROW(tessel::feval("@(x,i) x(i,:)", 1, &selected, 2, outside), tessel::HostError);
 }
 
 TEST_F(Interpreter, RegisteredFunctionsAreCalledAndUnregisteredByScope) {
@@ -83,23 +81,14 @@ TEST_F(Interpreter, OutputLeftUnsetIsAnErrorAndSetOutputsAreDestroyed) {
     plhs[0] = txCreateDoubleScalar(1);
     txMakeArrayPersistent(plhs[0]);  // would leak if feval did not clean up
   });
-  txArray* out[2] = {};
-  try {
-    tessel::feval("half_done", 2, out, 0, nullptr);
-    FAIL() << "no exception";
-  } catch (const tessel::HostError& e) {
-    EXPECT_EQ(e.identifier(), "Tessel:OutputNotSet");
-  }
+  txArray* out[2] = {txCreateDoubleScalar(7), txCreateDoubleScalar(8)};  // stale values are not outputs
+  const auto error = Raised<tessel::HostError>([&] { tessel::feval("half_done", 2, out, 0, nullptr); });
+  ASSERT_TRUE(error);
+  EXPECT_EQ(error->identifier(), "Tessel:OutputNotSet");
   EXPECT_EQ(out[0], nullptr);
 }
 
-TEST_F(Interpreter, RefreshCustomizationsIsBuiltIn) {
-  const int before = tessel::RefreshCustomizationsCount();
-  tessel::feval("qv_refresh_customizations", 0, nullptr, 0, nullptr);
-  EXPECT_EQ(tessel::RefreshCustomizationsCount(), before + 1);
-}
-
-TEST_F(Interpreter, CallStackListsFramesInnermostFirst) {
+TEST_F(Interpreter, CallStackListsFramesInnermostFirstAndHostErrorsKeepIt) {
   const txArray* empty = tessel::GetCallStack();
   EXPECT_EQ(txGetM(empty), 0u);
   EXPECT_EQ(txGetFieldNumber(empty, "line"), 2);
@@ -111,15 +100,38 @@ TEST_F(Interpreter, CallStackListsFramesInnermostFirst) {
     EXPECT_EQ(txGetStringUTF8(txGetField(stack, 0, "name")), "step");
     EXPECT_EQ(txGetScalar(txGetField(stack, 0, "line")), 42.0);
     EXPECT_EQ(txGetStringUTF8(txGetField(stack, 1, "file")), "/models/run.m");
+    const tessel::HostError error("X:y", "z");
+    ASSERT_EQ(error.stack().size(), 2u);
+    EXPECT_EQ(error.stack()[0].name, "step");
+    EXPECT_EQ(error.stack()[1].line, 10);
   }
   EXPECT_EQ(tessel::CallStackDepth(), 1u);
 }
 
-TEST_F(Interpreter, InterruptFlagIsSettable) {
-  EXPECT_TRUE(tessel::IsInterruptEnabled());
-  tessel::SetInterruptEnabled(false);
-  EXPECT_FALSE(tessel::IsInterruptEnabled());
-  tessel::SetInterruptEnabled(true);
+// A module whose table offers one function, and whose entry points are counted.
+int gInitResult = 0;
+int gTerminated = 0;
+const tessel::ModuleFunction kFunctions[] = {
+    {"module_fn", [](int, txArray* plhs[], int, txArray**) { plhs[0] = txCreateDoubleScalar(5); }}};
+const tessel::ModuleFunctionTable kTable{1, kFunctions};
+
+TEST_F(Interpreter, ModuleRegistersItsTableForItsLifetimeAndRefusesAFailedInitialise) {
+  const auto init = [] { return gInitResult; };
+  const auto terminate = [] { ++gTerminated; };
+  const auto query = []() -> const tessel::ModuleFunctionTable* { return &kTable; };
+  {
+    tessel::ScopedModule module(init, terminate, query);
+    txArray* out = nullptr;
+    tessel::feval("module_fn", 1, &out, 0, nullptr);
+    EXPECT_EQ(txGetScalar(out), 5.0);
+  }
+  EXPECT_FALSE(tessel::IsFunctionRegistered("module_fn"));
+  EXPECT_EQ(gTerminated, 1);
+  gInitResult = 1;
+  const auto error = Raised<tessel::HostError>([&] { tessel::ScopedModule failed(init, terminate, query); });
+  ASSERT_TRUE(error);
+  EXPECT_EQ(error->identifier(), "Tessel:ModuleInitFailed");
+  EXPECT_FALSE(tessel::IsFunctionRegistered("module_fn"));
 }
 
 }  // namespace

@@ -24,16 +24,13 @@ TEST(Console, CaptureCollectsPrintfAndNestedCapturesTakeOver) {
   EXPECT_EQ(outer.text(), "");
 }
 
-TEST(Console, DisplaysLabelTheirMessages) {
+TEST(Console, DisplaysLabelTheirMessagesAndHotlinksAreOffUnlessTheHostSetsThem) {
+  EXPECT_FALSE(utPrintfIsHot());
   tessel::ConsoleCapture capture;
   tessel::DisplayWarning("A:b", u"careful \u00E9");
   tessel::DisplayError("A:b", u"broken");
   tessel::DisplayInfo("A:b", u"note");
   EXPECT_EQ(capture.text(), "Warning: careful \xC3\xA9\nError: broken\nnote\n");
-}
-
-TEST(Console, HotlinkSupportIsOffUnlessTheHostSetsIt) {
-  EXPECT_FALSE(utPrintfIsHot());
   {
     tessel::ScopedPrintfIsHot hot(true);
     EXPECT_TRUE(utPrintfIsHot());
@@ -41,24 +38,32 @@ TEST(Console, HotlinkSupportIsOffUnlessTheHostSetsIt) {
   EXPECT_FALSE(utPrintfIsHot());
 }
 
-TEST(Allocator, FailureScopeMakesRequestsFail) {
-  void* before = utMalloc(16);
-  ASSERT_NE(before, nullptr);
+TEST(Allocator, FailureScopeFailsEveryRequestAndLiveBlocksFollowEveryWayABlockIsMadeOrFreed) {
+  const std::size_t before = tessel::LiveHostBlockCount();
+  void* a = utMalloc(8);
+  void* b = utCalloc(2, 8);
+  void* c = utRealloc(nullptr, 16);  // a new block
+  EXPECT_EQ(tessel::LiveHostBlockCount(), before + 3);
+  a = utRealloc(a, 4096);  // the same block, maybe moved
+  EXPECT_EQ(tessel::LiveHostBlockCount(), before + 3);
   {
     tessel::ScopedAllocationFailure failAll;
     EXPECT_EQ(utMalloc(8), nullptr);
     EXPECT_EQ(utCalloc(2, 8), nullptr);
-    EXPECT_EQ(utRealloc(before, 64), nullptr) << "the block stays valid";
+    EXPECT_EQ(utRealloc(c, 64), nullptr) << "the block stays valid";
     EXPECT_THROW(utMallocWithCheck(8), std::bad_alloc);
     EXPECT_THROW(utMallocWithCheck(8), tessel::OutOfMemory);
     EXPECT_EQ(failAll.requests(), 5u);
     EXPECT_EQ(failAll.failures(), 5u);
   }
-  std::memset(before, 0, 16);
-  utFree(before);
+  EXPECT_EQ(tessel::LiveHostBlockCount(), before + 3);
+  std::memset(c, 0, 16);
+  utFree(nullptr);
+  for (void* block : {a, b, c}) utFree(block);
+  EXPECT_EQ(tessel::LiveHostBlockCount(), before);
 }
 
-TEST(Allocator, PredicateChoosesWhichRequestsFail) {
+TEST(Allocator, PredicateChoosesWhichRequestsFailAndZeroSizeGivesAFreeableBlock) {
   tessel::ScopedAllocationFailure bigOnes([](std::size_t size) { return size > 100; });
   void* small = utMalloc(10);
   EXPECT_NE(small, nullptr);
@@ -67,31 +72,9 @@ TEST(Allocator, PredicateChoosesWhichRequestsFail) {
   utFree(small);
   utFree(nullptr);
   EXPECT_EQ(utCalloc(SIZE_MAX / 2, 4), nullptr) << "overflowing products fail";
-}
-
-TEST(Allocator, LiveBlockCountFollowsEveryWayABlockIsMadeOrFreed) {
-  const std::size_t before = tessel::LiveHostBlockCount();
-  void* a = utMalloc(8);
-  void* b = utCalloc(2, 8);
-  void* c = utRealloc(nullptr, 8);  // a new block
-  EXPECT_EQ(tessel::LiveHostBlockCount(), before + 3);
-  a = utRealloc(a, 4096);  // the same block, maybe moved
-  EXPECT_EQ(tessel::LiveHostBlockCount(), before + 3);
-  {
-    tessel::ScopedAllocationFailure failing;
-    EXPECT_EQ(utMalloc(8), nullptr);
-    EXPECT_EQ(utRealloc(c, 64), nullptr);  // c stays as it was
-  }
-  EXPECT_EQ(tessel::LiveHostBlockCount(), before + 3);
-  utFree(nullptr);
-  for (void* block : {a, b, c}) utFree(block);
-  EXPECT_EQ(tessel::LiveHostBlockCount(), before);
-}
-
-TEST(Allocator, ZeroSizeGivesAFreeableBlock) {
-  void* block = utMalloc(0);
-  EXPECT_NE(block, nullptr);
-  utFree(block);
+  void* empty = utMalloc(0);
+  EXPECT_NE(empty, nullptr);
+  utFree(empty);
 }
 
 struct StrChrCase {
@@ -110,18 +93,15 @@ TEST_P(MultiByteStrChr, MatchesOnlyAtCharacterStarts) {
   EXPECT_EQ(found == nullptr ? -1 : static_cast<int>(found - tc.text), tc.expected);
 }
 
-INSTANTIATE_TEST_SUITE_P(
-    Ut, MultiByteStrChr,
-    ::testing::Values(StrChrCase{"a,b", ',', 1}, StrChrCase{"abc", 'x', -1}, StrChrCase{"abc", 0, 3},
-                      StrChrCase{"\xC3\xA9,", ',', 2},
-                      StrChrCase{"\xC3\xA9", 0xA9, -1},                // a continuation byte is never a match
-                      StrChrCase{"x\xC3\xA9", 0xC3, 1},                // a lead byte is
-                      StrChrCase{"\xF0\x9F\x98\x80|", '|', 4},         // four-byte character
-                      StrChrCase{"\xE2\x82", '|', -1},                 // truncated at the end
-                      StrChrCase{"\xE2|\x82", '|', 1},                 // stray bytes count one each
-                      StrChrCase{"\xFF\xFE,", ',', 2}));
-
-TEST(Ut, NullTextHasNoCharacters) { EXPECT_EQ(utMultiByteStrChr(nullptr, 'a'), nullptr); }
+INSTANTIATE_TEST_SUITE_P(Ut, MultiByteStrChr,
+                         ::testing::Values(StrChrCase{"a,b", ',', 1}, StrChrCase{"abc", 'x', -1},
+                                           StrChrCase{"abc", 0, 3}, StrChrCase{"\xC3\xA9,", ',', 2},
+                                           StrChrCase{"\xC3\xA9", 0xA9, -1},  // a continuation byte is never a match
+                                           StrChrCase{"x\xC3\xA9", 0xC3, 1},  // a lead byte is
+                                           StrChrCase{"\xF0\x9F\x98\x80|", '|', 4},  // four-byte character
+                                           StrChrCase{"\xE2\x82", '|', -1},          // truncated at the end
+                                           StrChrCase{"\xE2|\x82", '|', 1},          // stray bytes count one each
+                                           StrChrCase{"\xFF\xFE,", ',', 2}, StrChrCase{nullptr, 'a', -1}));
 
 TEST(Foundation, StrtodReadsAPointWhateverTheLocale) {
   char* end = nullptr;
@@ -129,15 +109,6 @@ TEST(Foundation, StrtodReadsAPointWhateverTheLocale) {
   EXPECT_EQ(tessel::StrtodLocaleIndependent(text, &end), 1250.0);
   EXPECT_EQ(end, text + 6);
   EXPECT_EQ(tessel::StrtodLocaleIndependent(nullptr, &end), 0.0);
-}
-
-TEST(Foundation, GlobalLocaleDefaultsToEnUs) {
-  EXPECT_EQ(tessel::GetGlobalLocaleName(), "en_US");
-  {
-    tessel::ScopedGlobalLocale german("de_DE");
-    EXPECT_EQ(tessel::GetGlobalLocaleName(), "de_DE");
-  }
-  EXPECT_EQ(tessel::GetGlobalLocaleName(), "en_US");
 }
 
 }  // namespace

@@ -1,22 +1,24 @@
-#include <functional>
+// What each kind of report hides, shows once or turns into an error, as a
+// listener, a callback and the counters see it.
+#include <map>
 #include <memory>
+#include <sstream>
 
 #include "qv_services/diagnostic_creation.hpp"
 #include "qv_services/error_queue.hpp"
 #include "qv_services/reporting.hpp"
 #include "tessel/console.hpp"
+#include "tests/support/test_support.hpp"
 #include "tests/suppressor/suppressor_fixture.hpp"
 
 namespace {
 
-using qvsv::util::CDiagnosticListener;
-using qvsv::util::qvsvDiagnosticListenerContext;
-
 // Logs "context identifiers" for what it is offered, and takes it.
-class LoggingListener : public CDiagnosticListener {
+class LoggingListener : public qvsv::util::CDiagnosticListener {
  public:
   explicit LoggingListener(std::vector<std::string>& log) : log_(log) {}
-  bool notify(qvsvDiagnosticImpl* const& diag, qvsvDiagnosticListenerContext context, const std::u16string&) override {
+  bool notify(qvsvDiagnosticImpl* const& diag, qvsv::util::qvsvDiagnosticListenerContext context,
+              const std::u16string&) override {
     std::string line = std::to_string(static_cast<int>(context));
     for (const qvsvDiagnosticItem* item : diag->items()) line += " " + item->identifier;
     log_.push_back(line);
@@ -28,241 +30,180 @@ class LoggingListener : public CDiagnosticListener {
   std::vector<std::string>& log_;
 };
 
-// A listener, a callback and the console, all logged; the warning reports as
-// the product makes them.
-class WarningReports : public qvsv::test::SuppressorTest {
+// A script of steps separated by "; ": "feature" (suppression on),
+// "suppress P[@handle]", "unsuppress P", "state P on|off|once|error",
+// "filter ID" (a warn-once filter), or a report "warn|changeable|once|high|error|info ID[@handle],ID...".
+// Heard and called list one entry per report that reached them, joined by " | ".
+struct Scenario {
+  std::string name;
+  std::string script;
+  std::string heard;
+  std::string called;
+  std::string hidden;   // "ID suppressed/off/repeated ..." in identifier order
+  std::string counted;  // "ID=n ..." in identifier order
+};
+
+class WarningReports : public qvsv::test::SuppressorTest, public ::testing::WithParamInterface<Scenario> {
  protected:
   void SetUp() override {
     SuppressorTest::SetUp();
-    listener_ = std::make_shared<LoggingListener>(heard);
     ASSERT_TRUE(qvsvRegisterDiagnosticListener(listener_));
     ASSERT_TRUE(qvsvRegisterDiagnosticCallback("suppressor.callback", [this](qvsvDiagnosticImpl*& d) {
-      called.push_back(qvsvGetCombinedErrorIdentifier(d));
+      std::string line;
+      for (const qvsvDiagnosticItem* item : d->items()) line += (line.empty() ? "" : " ") + item->identifier;
+      called_.push_back(line);
     }));
   }
   void TearDown() override {
+    filters_.clear();
     qvsvUnRegisterDiagnosticListener(listener_->name());
     qvsvUnRegisterDiagnosticCallback("suppressor.callback");
     SuppressorTest::TearDown();
   }
-  static void warn(void (*report)(qvsvDiagnosticImpl*&), const char* id, double handle = 0.0) {
-    qvsvDiagnosticImpl* diag = handle == 0.0 ? make(id) : qvsvCreateDiagnosticFromIdAndMsg(&handle, 1, id, "m");
-    report(diag);
-    EXPECT_EQ(diag, nullptr) << "every report consumes the diagnostic";
+  static qvsvDiagnosticImpl* build(const std::string& items) {
+    qvsvDiagnosticImpl* diag = qvsvObtainDiagnostic();
+    std::istringstream in(items);
+    for (std::string item; std::getline(in, item, ',');) {
+      const auto at = item.find('@');
+      const double handle = at == std::string::npos ? 0.0 : std::stod(item.substr(at + 1));
+      const std::string id = item.substr(0, at);
+      qvsvConcatenateDiagnostics(
+          diag,
+          at == std::string::npos ? make(id.c_str()) : qvsvCreateDiagnosticFromIdAndMsg(&handle, 1, id.c_str(), "m"),
+          false);
+    }
+    return diag;
+  }
+  // Runs the script; returns how many reports were of a suppressible kind.
+  unsigned run(const std::string& script) {
+    static const std::map<std::string, void (*)(qvsvDiagnosticImpl*&)> reports{
+        {"warn", qvsvReportAsWarning},     {"changeable", qvsvReportAsChangeableWarning},
+        {"once", qvsvReportAsWarningOnce}, {"high", qvsvReportAsHighPriorityWarning},
+        {"error", qvsvReportAsError},      {"info", qvsvReportAsInfo}};
+    unsigned suppressible = 0;
+    std::istringstream steps(script);
+    for (std::string step; std::getline(steps, step, ';');) {
+      std::istringstream words(step);
+      std::string verb, pattern, value;
+      words >> verb >> pattern >> value;
+      const auto at = pattern.find('@');
+      if (verb == "feature") {
+        enableSuppression();
+      } else if (verb == "suppress" && at != std::string::npos) {
+        qvsvAddDiagnosticSuppression(pattern.substr(0, at), std::stod(pattern.substr(at + 1)));
+      } else if (verb == "suppress") {
+        qvsvAddDiagnosticSuppression(pattern);
+      } else if (verb == "unsuppress") {
+        qvsvRemoveDiagnosticSuppression(pattern);
+      } else if (verb == "state") {
+        qvsvSetWarningState(pattern, qvsvParseWarningState(value));
+      } else if (verb == "filter") {
+        filters_.push_back(std::make_unique<qvsv::util::ScopedWarnOnceFilter>(pattern, nullptr));
+      } else {
+        if (reports.count(verb) == 0) {
+          ADD_FAILURE() << "unknown step '" << step << "'";
+          continue;
+        }
+        suppressible += verb == "warn" || verb == "changeable" || verb == "once";
+        qvsvDiagnosticImpl* diag = build(pattern);
+        reports.at(verb)(diag);
+        EXPECT_EQ(diag, nullptr) << "every report consumes the diagnostic";
+      }
+    }
+    return suppressible;
+  }
+  static std::string joined(const std::vector<std::string>& lines) {
+    std::string out;
+    for (const auto& line : lines) out += (out.empty() ? "" : " | ") + line;
+    return out;
   }
 
-  std::vector<std::string> heard;
-  std::vector<std::string> called;
-  tessel::ConsoleCapture console;
-
- private:
-  std::shared_ptr<LoggingListener> listener_;
+  std::vector<std::string> heard_;
+  std::vector<std::string> called_;
+  std::vector<std::unique_ptr<qvsv::util::ScopedWarnOnceFilter>> filters_;
+  std::shared_ptr<LoggingListener> listener_ = std::make_shared<LoggingListener>(heard_);
+  tessel::ConsoleCapture console_;
 };
 
-TEST_F(WarningReports, SuppressedItemsAreTakenOutAndCountedUnderTheirIdentifier) {
-  enableSuppression();
-  qvsvAddDiagnosticSuppression("Q:1");
-  qvsvDiagnosticImpl* queue = queueOf(3);
-  qvsvReportAsWarning(queue);
-  EXPECT_EQ(heard, std::vector<std::string>{"1 Q:0 Q:2"});
-  EXPECT_EQ(qvsvGetDiagnosticCounterValue("Q:1", nullptr), 1u) << "hidden, yet counted";
-  EXPECT_EQ(qvsvGetDiagnosticCounterValue("Q:0", nullptr), 1u);
-  EXPECT_EQ(qvsvGetHiddenWarningCounts("Q:1"), (qvsvHiddenWarningCounts{1, 0, 0}));
-  EXPECT_EQ(qvsvGetHiddenWarningCounts("Q:0").total(), 0u);
-}
-
-TEST_F(WarningReports, WarningWithEveryItemSuppressedReachesNobody) {
-  enableSuppression();
-  qvsvAddDiagnosticSuppression("Q:*");
+TEST_P(WarningReports, HideShowOrPromoteEachItemAndCountEveryOne) {
+  const Scenario& row = GetParam();
   const unsigned reads = QVFEAT_DiagnosticSuppressor->getsFromC();
-  qvsvDiagnosticImpl* queue = queueOf(2);
-  qvsvReportAsWarning(queue);
-  qvsvDiagnosticImpl* tagged = queueOf(1);
-  qvsvReportAsWarning(tagged, {{u"key", std::int64_t{1}}});
-  EXPECT_EQ(queue, nullptr);
-  EXPECT_TRUE(heard.empty());
-  EXPECT_TRUE(called.empty()) << "callbacks run after the suppression step";
-  EXPECT_EQ(console.text(), "");
-  EXPECT_EQ(qvsvGetAllHiddenWarningCounts(),
-            (std::map<std::string, qvsvHiddenWarningCounts>{{"Q:0", {2, 0, 0}}, {"Q:1", {1, 0, 0}}}));
-  EXPECT_EQ(QVFEAT_DiagnosticSuppressor->getsFromC(), reads + 2) << "one counted read per warning report";
-}
-
-TEST_F(WarningReports, HandleEntryHidesTheWarningOfThatObjectOnly) {
-  enableSuppression();
-  qvsvAddDiagnosticSuppression("Quiver:blocks:AlgebraicLoop", 12.0001);
-  warn(qvsvReportAsWarning, "Quiver:blocks:AlgebraicLoop", 12.0001);
-  warn(qvsvReportAsWarning, "Quiver:blocks:AlgebraicLoop", 12.0002);
-  EXPECT_EQ(heard, std::vector<std::string>{"1 Quiver:blocks:AlgebraicLoop"});
-  EXPECT_EQ(qvsvGetDiagnosticCounterValue("Quiver:blocks:AlgebraicLoop", nullptr), 2u);
-}
-
-TEST_F(WarningReports, ErrorsInformationAndHighPriorityWarningsAreNeverHidden) {
-  enableSuppression();
-  qvsvAddDiagnosticSuppression("A:*");
-  qvsvSetWarningState("A:*", qvsvWarningState::kOff);
-  qvsv::util::ScopedWarnOnceFilter filter("A:w", nullptr);
-  const unsigned reads = QVFEAT_DiagnosticSuppressor->getsFromC();
-  warn(qvsvReportAsError, "A:e");
-  warn(qvsvReportAsInfo, "A:i");
-  warn(qvsvReportAsHighPriorityWarning, "A:w");
-  warn(qvsvReportAsHighPriorityWarning, "A:w");
-  EXPECT_EQ(heard, (std::vector<std::string>{"2 A:e", "3 A:i", "1 A:w", "1 A:w"}));
-  EXPECT_EQ(QVFEAT_DiagnosticSuppressor->getsFromC(), reads) << "only suppressible reports read the feature";
-  EXPECT_TRUE(qvsvGetAllHiddenWarningCounts().empty());
-}
-
-TEST_F(WarningReports, DatabaseSuppressesNothingWhileTheFeatureIsZero) {
-  qvsvAddDiagnosticSuppression("A:*");
-  warn(qvsvReportAsWarning, "A:w");
-  warn(qvsvReportAsChangeableWarning, "A:w");
-  warn(qvsvReportAsWarningOnce, "A:w");
-  EXPECT_EQ(heard.size(), 3u);
-  EXPECT_EQ(qvsvGetDiagnosticSuppressions().size(), 1u) << "the entries stay";
-}
-
-TEST_F(WarningReports, ChangeableOffHidesFromCallbacksAndListenersButCounts) {
-  qvsvSetWarningState("A:*", qvsvWarningState::kOff);
-  warn(qvsvReportAsChangeableWarning, "A:w");
-  warn(qvsvReportAsWarning, "A:w");
-  EXPECT_EQ(heard, std::vector<std::string>{"1 A:w"}) << "plain warnings ignore states";
-  EXPECT_EQ(called, std::vector<std::string>{"A:w"});
-  EXPECT_EQ(qvsvGetHiddenWarningCounts("A:w"), (qvsvHiddenWarningCounts{0, 1, 0}));
-  EXPECT_EQ(qvsvGetDiagnosticCounterValue("A:w", nullptr), 2u);
-}
-
-TEST_F(WarningReports, ChangeableOnceShowsEachIdentifierOnceUntilTheStateIsSetAgain) {
-  qvsvSetWarningState("A:*", qvsvWarningState::kOnce);
-  for (int i = 0; i < 3; ++i) warn(qvsvReportAsChangeableWarning, "A:w");
-  warn(qvsvReportAsChangeableWarning, "A:other");
-  EXPECT_EQ(heard, (std::vector<std::string>{"1 A:w", "1 A:other"}));
-  EXPECT_EQ(called.size(), 2u);
-  EXPECT_EQ(qvsvGetHiddenWarningCounts("A:w"), (qvsvHiddenWarningCounts{0, 0, 2}));
-  EXPECT_EQ(qvsvGetDiagnosticCounterValue("A:w", nullptr), 3u);
-  qvsvSetWarningState("A:*", qvsvWarningState::kOnce);
-  warn(qvsvReportAsChangeableWarning, "A:w");
-  EXPECT_EQ(heard.size(), 3u) << "setting the state starts the once memory afresh";
-}
-
-TEST_F(WarningReports, ChangeableErrorGoesTheErrorPath) {
-  qvsvSetWarningState("A:e", qvsvWarningState::kError);
-  warn(qvsvReportAsChangeableWarning, "A:e");
-  EXPECT_EQ(heard, std::vector<std::string>{"2 A:e"});
-  EXPECT_EQ(called, std::vector<std::string>{"A:e"});
-  qvsvUnRegisterDiagnosticListener("suppressor.log");
-  warn(qvsvReportAsChangeableWarning, "A:e");
-  EXPECT_EQ(console.text(), "Error: m\n") << "unclaimed, it ends in the error display";
-  qvsvRegisterDiagnosticListener(std::make_shared<LoggingListener>(heard));  // TearDown unregisters the name
-}
-
-TEST_F(WarningReports, ChangeableMixedWarningSplitsIntoErrorThenTheRest) {
-  enableSuppression();
-  qvsvAddDiagnosticSuppression("Q:3");
-  qvsvSetWarningState("Q:0", qvsvWarningState::kError);
-  qvsvSetWarningState("Q:2", qvsvWarningState::kError);
-  qvsvSetWarningState("Q:3", qvsvWarningState::kError);  // suppression comes first
-  qvsvSetWarningState("Q:4", qvsvWarningState::kOff);
-  qvsvDiagnosticImpl* queue = queueOf(5);
-  qvsvReportAsChangeableWarning(queue);
-  EXPECT_EQ(heard, (std::vector<std::string>{"2 Q:0 Q:2", "1 Q:1"}));
-  for (const char* id : {"Q:0", "Q:1", "Q:2", "Q:3", "Q:4"}) {
-    EXPECT_EQ(qvsvGetDiagnosticCounterValue(id, nullptr), 1u) << id;
+  const unsigned suppressible = run(row.script);
+  EXPECT_EQ(joined(heard_), row.heard);
+  EXPECT_EQ(joined(called_), row.called);
+  std::string hidden, counted;
+  for (const auto& [id, counts] : qvsvGetAllHiddenWarningCounts()) {
+    hidden += (hidden.empty() ? "" : " ") + id + " " + std::to_string(counts.suppressed) + "/" +
+              std::to_string(counts.switchedOff) + "/" + std::to_string(counts.repeated);
   }
+  for (const auto& id : qvsvGetDiagnosticCounterKeys(nullptr)) {
+    counted += (counted.empty() ? "" : " ") + id + "=" + std::to_string(qvsvGetDiagnosticCounterValue(id, nullptr));
+  }
+  EXPECT_EQ(hidden, row.hidden);
+  EXPECT_EQ(counted, row.counted) << "hidden items are counted like shown ones";
+  EXPECT_EQ(QVFEAT_DiagnosticSuppressor->getsFromC(), reads + suppressible)
+      << "one counted read per warning report of a suppressible kind";
+  EXPECT_EQ(console_.text(), "");
 }
 
-TEST_F(WarningReports, ReportOnceShowsEachIdentifierOnceUntilReset) {
-  warn(qvsvReportAsWarningOnce, "A:w");
-  warn(qvsvReportAsWarningOnce, "A:w");
-  warn(qvsvReportAsWarningOnce, "A:v");
-  EXPECT_EQ(heard, (std::vector<std::string>{"1 A:w", "1 A:v"}));
-  EXPECT_EQ(qvsvGetHiddenWarningCounts("A:w"), (qvsvHiddenWarningCounts{0, 0, 1}));
+INSTANTIATE_TEST_SUITE_P(
+    Suppressor, WarningReports,
+    ::testing::Values(
+        Scenario{"SuppressedItemIsTakenOut", "feature; suppress Q:1; warn Q:0,Q:1,Q:2", "1 Q:0 Q:2", "Q:0 Q:2",
+                 "Q:1 1/0/0", "Q:0=1 Q:1=1 Q:2=1"},
+        Scenario{"AllItemsSuppressedReachNobody", "feature; suppress Q:*; warn Q:0,Q:1; warn Q:1", "", "",
+                 "Q:0 1/0/0 Q:1 2/0/0", "Q:0=1 Q:1=2"},
+        Scenario{"HandleEntryHidesThatObjectOnly",
+                 "feature; suppress Q:loop@12.0001; warn Q:loop@12.0001; warn Q:loop@12.0002", "1 Q:loop", "Q:loop",
+                 "Q:loop 1/0/0", "Q:loop=2"},
+        Scenario{"ErrorsInformationAndHighPriorityAreNeverHidden",
+                 "feature; suppress A:*; state A:* off; filter A:w; error A:e; info A:i; high A:w; high A:w",
+                 "2 A:e | 3 A:i | 1 A:w | 1 A:w", "A:e | A:i | A:w | A:w", "", "A:e=1 A:i=1 A:w=2"},
+        Scenario{"FeatureAtZeroSuppressesNothing", "suppress A:*; suppress A:w; warn A:w; changeable A:w; once A:w",
+                 "1 A:w | 1 A:w | 1 A:w", "A:w | A:w | A:w", "", "A:w=3"},
+        Scenario{"ChangeableOffHidesPlainWarningsIgnoreStates", "state A:* off; changeable A:w; warn A:w", "1 A:w",
+                 "A:w", "A:w 0/1/0", "A:w=2"},
+        Scenario{"ChangeableOnceShowsEachIdentifierOnce",
+                 "state A:* once; changeable A:w; changeable A:w; changeable A:x; changeable A:w", "1 A:w | 1 A:x",
+                 "A:w | A:x", "A:w 0/0/2", "A:w=3 A:x=1"},
+        Scenario{"SettingOnceAgainStartsItsMemoryAfresh",
+                 "state A:* once; changeable A:w; state A:* once; changeable A:w", "1 A:w | 1 A:w", "A:w | A:w", "",
+                 "A:w=2"},
+        Scenario{"ChangeableErrorGoesTheErrorPath", "state A:e error; changeable A:e", "2 A:e", "A:e", "", "A:e=1"},
+        Scenario{"MixedWarningSplitsIntoErrorThenTheRestAfterSuppression",
+                 "feature; suppress Q:3; state Q:0 error; state Q:2 error; state Q:3 error; state Q:4 off; "
+                 "changeable Q:0,Q:1,Q:2,Q:3,Q:4",
+                 "2 Q:0 Q:2 | 1 Q:1", "Q:0 Q:2 | Q:1", "Q:3 1/0/0 Q:4 0/1/0", "Q:0=1 Q:1=1 Q:2=1 Q:3=1 Q:4=1"},
+        Scenario{"ReportOnceShowsEachIdentifierOnce", "once A:w; once A:w; once A:v", "1 A:w | 1 A:v", "A:w | A:v",
+                 "A:w 0/0/1", "A:v=1 A:w=2"},
+        Scenario{"SuppressedReportDoesNotUseUpTheOnce", "feature; suppress A:w; once A:w; unsuppress A:w; once A:w",
+                 "1 A:w", "A:w", "A:w 1/0/0", "A:w=2"}),
+    qvsv::test::RowName());
+
+TEST_F(WarningReports, ResettingReportOnceShowsThatIdentifierAgain) {
+  run("once A:w; once A:v");
   EXPECT_TRUE(qvsvResetWarningReportedOnce("A:w"));
   EXPECT_FALSE(qvsvResetWarningReportedOnce("A:never"));
-  warn(qvsvReportAsWarningOnce, "A:w");
-  warn(qvsvReportAsWarningOnce, "A:v");
-  EXPECT_EQ(heard.size(), 3u) << "A:w shown again, A:v still remembered";
-
-  enableSuppression();
-  qvsvResetAllWarningsReportedOnce();
-  qvsvAddDiagnosticSuppression("A:w");
-  warn(qvsvReportAsWarningOnce, "A:w");
-  qvsvRemoveDiagnosticSuppression("A:w");
-  warn(qvsvReportAsWarningOnce, "A:w");
-  EXPECT_EQ(heard.back(), "1 A:w") << "a suppressed report does not use up the once";
+  run("once A:w; once A:v");
+  EXPECT_EQ(joined(heard_), "1 A:w | 1 A:v | 1 A:w");
 }
 
-TEST_F(WarningReports, SharedOverflowItemCanBeSuppressed) {
-  enableSuppression();
-  qvsvAddDiagnosticSuppression("QV_SERVICES:utils:TooManyErrorsErr");
+TEST_F(WarningReports, SharedOverflowItemCanBeSuppressedAgainAndAgain) {
+  run("feature; suppress QV_SERVICES:utils:TooManyErrorsErr");
   qvsvSetMaxDiagnosticsInQueue(3);
-  const auto overflowed = [this] {
+  for (int round = 0; round < 2; ++round) {
     qvsvDiagnosticImpl* queue = nullptr;
     for (int i = 0; i < 4; ++i) qvsvConcatenateDiagnostics(queue, make("Q:x"), false);
-    return queue;
-  };
-  qvsvDiagnosticImpl* queue = overflowed();
-  ASSERT_EQ(ids(queue).front(), "Q:x");
-  ASSERT_EQ(ids(queue).back(), "QV_SERVICES:utils:TooManyErrorsErr");
-  qvsvReportAsWarning(queue);
-  EXPECT_EQ(heard, std::vector<std::string>{"1 Q:x Q:x"}) << "both overflow items are taken out";
-  qvsvDiagnosticImpl* again = overflowed();
-  qvsvReportAsWarning(again);
-  EXPECT_EQ(heard.size(), 2u) << "the shared item survived its first suppression";
-}
-
-// Everything a report can touch, as text: the console, the listener's log,
-// the callback's log and the counters.
-std::string observeEveryReport() {
-  std::vector<std::string> heard;
-  std::vector<std::string> called;
-  auto listener = std::make_shared<LoggingListener>(heard);
-  tessel::ConsoleCapture console;
-  std::string out;
-  const auto run = [&](bool withListener) {
-    if (withListener) qvsvRegisterDiagnosticListener(listener);
-    qvsvRegisterDiagnosticCallback("observe", [&](qvsvDiagnosticImpl*& d) {
-      called.push_back(qvsvGetCombinedErrorIdentifier(d));
-    });
-    const double handle = 12.0001;
-    qvsvDiagnosticImpl* diag = qvsvCreateDiagnosticFromIdAndMsg(&handle, 1, "Quiver:blocks:Gain", "gain");
-    qvsvReportAsWarning(diag);
-    diag = qvsvCreateDiagnosticFromIdAndMsg("Quiver:blocks:Sum", u"sum");
-    qvsvReportAsWarning(diag, {{u"k", std::string("v")}});
-    diag = qvsvCreateDiagnosticFromIdAndMsg("Quiver:blocks:Gain", u"an error");
-    qvsvReportAsError(diag);
-    diag = qvsvCreateDiagnosticFromIdAndMsg("Quiver:blocks:Gain", u"information");
-    qvsvReportAsInfo(diag);
-    diag = qvsvCreateDiagnosticFromIdAndMsg("Quiver:blocks:Sum", u"changeable");
-    qvsvReportAsChangeableWarning(diag);
-    diag = qvsvCreateDiagnosticFromIdAndMsg("Quiver:blocks:Sum", u"high");
-    qvsvReportAsHighPriorityWarning(diag);
-    qvsvUnRegisterDiagnosticCallback("observe");
-    qvsvUnRegisterDiagnosticListener(listener->name());
-  };
-  run(true);
-  run(false);  // the default listener and the displays
-  QvFeatureHostCommand::set("MessageViewer", 0);
-  run(true);
-  QvFeatureHostCommand::set("MessageViewer", 1);
-  for (const auto& line : heard) out += "heard " + line + "\n";
-  for (const auto& line : called) out += "called " + line + "\n";
-  for (const auto& key : qvsvGetDiagnosticCounterKeys(nullptr)) {
-    out += "count " + key + " " + std::to_string(qvsvGetDiagnosticCounterValue(key, nullptr)) + "\n";
+    ASSERT_EQ(ids(queue).back(), "QV_SERVICES:utils:TooManyErrorsErr");
+    qvsvReportAsWarning(queue);
   }
-  return out + console.text();
+  EXPECT_EQ(joined(heard_), "1 Q:x Q:x | 1 Q:x Q:x") << "both overflow items are taken out, each time";
 }
 
-class FeatureAtZero : public qvsv::test::SuppressorTest {};
-
-TEST_F(FeatureAtZero, FullDatabaseLeavesEveryExistingReportByteIdentical) {
-  const std::string before = observeEveryReport();
-  ASSERT_NE(before.find("Warning: gain"), std::string::npos) << before;
-  qvsvClearDiagnosticCounters(nullptr);
-  qvsvAddDiagnosticSuppression("Quiver:*");
-  qvsvAddDiagnosticSuppression("Quiver:blocks:Gain");
-  qvsvAddDiagnosticSuppression("Quiver:blocks:Gain", 12.0001);
-  EXPECT_EQ(observeEveryReport(), before);
-  EXPECT_TRUE(qvsvGetAllHiddenWarningCounts().empty());
+TEST_F(WarningReports, UnclaimedChangeableErrorEndsInTheErrorDisplay) {
+  qvsvUnRegisterDiagnosticListener(listener_->name());
+  run("state A:e error; changeable A:e; state A:w off; changeable A:w");
+  EXPECT_EQ(console_.text(), "Error: m\n");
 }
 
 }  // namespace

@@ -6,11 +6,12 @@
 namespace {
 
 using qvsv::test::SuppressorTest;
+using State = qvsvWarningState;
 
 struct DecisionRow {
   std::string name;
   std::string identifier;
-  qvsvWarningState state;
+  State state;
   std::string pattern;
 };
 
@@ -19,11 +20,11 @@ class WarningStateDecision : public SuppressorTest, public ::testing::WithParamI
  protected:
   void SetUp() override {
     SuppressorTest::SetUp();
-    qvsvSetWarningState("Quiver:*", qvsvWarningState::kOff);
-    qvsvSetWarningState("Quiver:blocks:*", qvsvWarningState::kOnce);
-    qvsvSetWarningState("Quiver:blocks:Gain", qvsvWarningState::kError);
-    qvsvSetWarningState("Quiver:blocks:Sum", qvsvWarningState::kOn);
-    qvsvSetWarningState("Quiver:blocks:sub:*", qvsvWarningState::kError);
+    qvsvSetWarningState("Quiver:*", State::kOff);
+    qvsvSetWarningState("Quiver:blocks:*", State::kOnce);
+    qvsvSetWarningState("Quiver:blocks:Gain", State::kError);
+    qvsvSetWarningState("Quiver:blocks:Sum", State::kOn);
+    qvsvSetWarningState("Quiver:blocks:sub:*", State::kError);
   }
 };
 
@@ -34,43 +35,35 @@ TEST_P(WarningStateDecision, MostSpecificPatternDecides) {
 
 INSTANTIATE_TEST_SUITE_P(
     Precedence, WarningStateDecision,
-    ::testing::Values(DecisionRow{"ExactBeatsEveryPrefix", "Quiver:blocks:Gain", qvsvWarningState::kError,
-                                  "Quiver:blocks:Gain"},
-                      DecisionRow{"ExactOnBeatsPrefixOnce", "Quiver:blocks:Sum", qvsvWarningState::kOn,
-                                  "Quiver:blocks:Sum"},
-                      DecisionRow{"LongerPrefixBeatsShorter", "Quiver:blocks:Other", qvsvWarningState::kOnce,
-                                  "Quiver:blocks:*"},
-                      DecisionRow{"LongestOfThreePrefixes", "Quiver:blocks:sub:Deep", qvsvWarningState::kError,
+    ::testing::Values(DecisionRow{"ExactBeatsEveryPrefix", "Quiver:blocks:Gain", State::kError, "Quiver:blocks:Gain"},
+                      DecisionRow{"ExactOnBeatsPrefixOnce", "Quiver:blocks:Sum", State::kOn, "Quiver:blocks:Sum"},
+                      DecisionRow{"LongerPrefixBeatsShorter", "Quiver:blocks:Other", State::kOnce, "Quiver:blocks:*"},
+                      DecisionRow{"LongestOfThreePrefixes", "Quiver:blocks:sub:Deep", State::kError,
                                   "Quiver:blocks:sub:*"},
-                      DecisionRow{"ShortPrefixAlone", "Quiver:lines:Wire", qvsvWarningState::kOff, "Quiver:*"},
-                      DecisionRow{"NoPatternMeansOn", "Other:thing", qvsvWarningState::kOn, ""},
-                      DecisionRow{"StemOfAPrefixIsNotCovered", "Quiver", qvsvWarningState::kOn, ""}),
+                      DecisionRow{"ShortPrefixAlone", "Quiver:lines:Wire", State::kOff, "Quiver:*"},
+                      DecisionRow{"NoPatternMeansOn", "Other:thing", State::kOn, ""},
+                      DecisionRow{"StemOfAPrefixIsNotCovered", "Quiver", State::kOn, ""}),
     qvsv::test::RowName());
 
-TEST_F(WarningStateDecision, RemovingAPatternFallsBackToTheNextMostSpecific) {
+TEST_F(WarningStateDecision, SettingReplacesAndRemovingFallsBackToTheNextMostSpecific) {
+  qvsvSetWarningState("Quiver:*", State::kOn);
+  EXPECT_EQ(qvsvGetWarningStates(),
+            (std::vector<std::pair<std::string, State>>{{"Quiver:*", State::kOn},
+                                                        {"Quiver:blocks:*", State::kOnce},
+                                                        {"Quiver:blocks:Gain", State::kError},
+                                                        {"Quiver:blocks:Sum", State::kOn},
+                                                        {"Quiver:blocks:sub:*", State::kError}}));
   EXPECT_TRUE(qvsvRemoveWarningState("Quiver:blocks:Gain"));
   EXPECT_FALSE(qvsvRemoveWarningState("Quiver:blocks:Gain"));
   EXPECT_EQ(qvsvGetWarningState("Quiver:blocks:Gain").pattern, "Quiver:blocks:*");
   EXPECT_TRUE(qvsvRemoveWarningState("Quiver:blocks:*"));
-  EXPECT_EQ(qvsvGetWarningState("Quiver:blocks:Gain"), (qvsvWarningStateDecision{qvsvWarningState::kOff, "Quiver:*"}));
-}
-
-TEST_F(WarningStateDecision, ListingIsByPatternAndSettingReplaces) {
-  qvsvSetWarningState("Quiver:*", qvsvWarningState::kOn);
-  const std::vector<std::pair<std::string, qvsvWarningState>> expected{
-      {"Quiver:*", qvsvWarningState::kOn},
-      {"Quiver:blocks:*", qvsvWarningState::kOnce},
-      {"Quiver:blocks:Gain", qvsvWarningState::kError},
-      {"Quiver:blocks:Sum", qvsvWarningState::kOn},
-      {"Quiver:blocks:sub:*", qvsvWarningState::kError}};
-  EXPECT_EQ(qvsvGetWarningStates(), expected);
+  EXPECT_EQ(qvsvGetWarningState("Quiver:blocks:Gain"), (qvsvWarningStateDecision{State::kOn, "Quiver:*"}));
   qvsvClearWarningStates();
   EXPECT_TRUE(qvsvGetWarningStates().empty());
 }
 
 TEST(WarningStateNames, ReadBackAndUnknownNamesAreRefusedByName) {
-  for (const auto state : {qvsvWarningState::kOn, qvsvWarningState::kOff, qvsvWarningState::kOnce,
-                           qvsvWarningState::kError}) {
+  for (const auto state : {State::kOn, State::kOff, State::kOnce, State::kError}) {
     EXPECT_EQ(qvsvParseWarningState(qvsvWarningStateName(state)), state);
   }
   try {
@@ -79,7 +72,7 @@ TEST(WarningStateNames, ReadBackAndUnknownNamesAreRefusedByName) {
   } catch (const std::invalid_argument& e) {
     EXPECT_NE(std::string(e.what()).find("'Off'"), std::string::npos);
   }
-  EXPECT_THROW(qvsvSetWarningState("A:b", static_cast<qvsvWarningState>(7)), std::invalid_argument);
+  EXPECT_THROW(qvsvSetWarningState("A:b", static_cast<State>(7)), std::invalid_argument);
 }
 
 }  // namespace
