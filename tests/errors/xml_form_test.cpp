@@ -206,8 +206,6 @@ std::string nested(int depth) {
   return doc + "</diag_root>";
 }
 
-const char* kCreation = "QVSV_SERVICES:QVSVDIAGNOSTICCREATION:";
-
 INSTANTIATE_TEST_SUITE_P(
     XmlForm, XmlRestoreErrors,
     ::testing::Values(
@@ -240,7 +238,6 @@ TEST_F(XmlForm, NestingUpToTheLimitRestores) {
   ASSERT_NE(restored, nullptr);
   EXPECT_EQ(ids(restored), std::vector<std::string>{"a"});
   qvsvDiscardDiagnostic(restored);
-  (void)kCreation;
 }
 
 }  // namespace
