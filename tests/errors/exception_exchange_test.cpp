@@ -105,16 +105,6 @@ TEST_F(ExceptionExchange, CopiesShareTheDiagnosticAndTheLastOneReleasesIt) {
   // The fixture's leak check sees the release.
 }
 
-TEST_F(ExceptionExchange, HostErrorKeepsTheCallStackWhereItWasRaised) {
-  qvsvDiagnosticImpl* diag = caught([] {
-    tessel::ScopedFrame outer("model.m", "run", 10);
-    tessel::ScopedFrame inner("step.m", "step", 42);
-    throw tessel::HostError("Tessel:Step", "step failed");
-  });
-  EXPECT_EQ(qvsvGetTStackFromDiagnostic(diag, 0), "step.m>step:42\nmodel.m>run:10\n");
-  qvsvDiscardDiagnostic(diag);
-}
-
 TEST_F(ExceptionExchange, NestedExceptionsThreeDeepBecomeACauseChainInNestingOrder) {
   qvsvDiagnosticImpl* diag = caught([] {
     try {
