@@ -8,10 +8,12 @@
 #   scripts/mutate.sh [--only FOLDER[,FOLDER...]] [--ids ID[,ID...]]
 #                     [--timeout SEC] [--out FILE]
 #
-# The copy and its build live in one fixed place (QVSV_MUTATE_DIR, default
-# /tmp/qvsv-mutate) and are kept between runs so that each run builds only
-# what changed; a lock there makes a second run wait for the first.
-# QVSV_MUTATE_JOBS sets the build's parallelism (default 2).
+# The copy and its build live in a fixed folder per checkout (QVSV_MUTATE_DIR,
+# default /tmp/qvsv-mutate/<checkout folder name>) and are kept between runs
+# so that each run builds only what changed; a lock there makes a second run
+# from the same checkout wait for the first. QVSV_MUTATE_JOBS sets the
+# build's parallelism (default 2). kills.txt there names the first failing
+# test of each killed mutant.
 set -euo pipefail
 
 usage() {
@@ -37,10 +39,13 @@ fi
 
 repo=$(git rev-parse --show-toplevel)
 head=$(git -C "$repo" rev-parse HEAD)
-work="${QVSV_MUTATE_DIR:-/tmp/qvsv-mutate}"
+work="${QVSV_MUTATE_DIR:-/tmp/qvsv-mutate/$(basename "$repo")}"
 src="$work/src"
 build="$src/build/release"
 jobs="${QVSV_MUTATE_JOBS:-2}"
+# Paths relative to the build folder make the copy's compilations hit the
+# cache that the checkouts' own release builds filled.
+export CCACHE_BASEDIR=/
 if [ -n "$out" ]; then
   case "$out" in /*) ;; *) out="$PWD/$out" ;; esac
   : >"$out"
@@ -127,22 +132,45 @@ build_targets() {
 }
 
 program_path() {
-  find "$build/tests" -maxdepth 2 -type f -name "$1" -perm -u+x | head -n 1
+  find "$build/bin" "$build/tests" -maxdepth 2 -type f -name "$1" -perm -u+x 2>/dev/null | head -n 1
 }
 
-# run_program NAME CAP: 0 passes, 1 fails, 2 timed out.
+# run_program NAME CAP: 0 passes, 1 fails, 2 timed out; sets $caught to the
+# test that failed. CTest runs each test in a process of its own and some
+# suites rely on that, so the program first runs whole (quick) and then each
+# test that failed there, or every test after a crash, runs alone: only a
+# test that fails alone kills the mutant.
 run_program() {
   local path
   path=$(program_path "$1")
   [ -n "$path" ] || { echo "mutate.sh: $1 was not built" >&2; return 1; }
+  caught=""
   local status=0
-  (cd "$(dirname "$path")" && timeout -k 5 "$2" "$path" --gtest_brief=1 --gtest_fail_fast) \
-    </dev/null >"$work/test.log" 2>&1 || status=$?
+  (cd "$(dirname "$path")" && timeout -k 5 "$2" "$path") </dev/null >"$work/test.log" 2>&1 || status=$?
   case $status in
     0) return 0 ;;
-    124|137) return 2 ;;
-    *) return 1 ;;
+    124|137) caught="(the whole program ran past ${2}s)"; return 2 ;;
   esac
+  local suspects
+  if [ $status -eq 1 ] && grep -q '^\[  FAILED  \] [^ ]*\.' "$work/test.log"; then
+    suspects=$(sed -n 's/^\[  FAILED  \] \([^ ,]*\.[^ ,]*\).*/\1/p' "$work/test.log" | sort -u)
+  else
+    suspects=$("$path" --gtest_list_tests </dev/null 2>/dev/null | awk '
+      /^[^ ]/ { suite = $1; next }
+      /^  / { print suite $1 }')
+  fi
+  local test
+  for test in $suspects; do
+    status=0
+    (cd "$(dirname "$path")" && timeout -k 5 "$2" "$path" --gtest_filter="$test") </dev/null >"$work/test-alone.log" 2>&1 \
+      || status=$?
+    case $status in
+      0) ;;
+      124|137) caught="$test (timed out)"; return 2 ;;
+      *) caught="$test"; return 1 ;;
+    esac
+  done
+  return 0
 }
 
 # The clean tree must build and pass, or no result would mean anything; its
@@ -171,6 +199,7 @@ restore_file() {
 trap 'if [ -n "$restore" ]; then restore_file; fi' EXIT
 
 killed=0 survived=0 broken=0 missing=0 survivors=""
+: >"$work/kills.txt"
 while IFS=$'\t' read -r -u 3 id folder file original replacement kind; do
   if [ ! -f "$file" ]; then
     log "$id $folder missing ($file does not exist)"
@@ -206,6 +235,10 @@ EOF
     for program in ${folder_programs[$folder]}; do
       status=0
       run_program "$program" "${cap[$program]}" || status=$?
+      if [ $status -ne 0 ]; then
+        # Which test caught it, for whoever reshapes the suites.
+        printf '%s\t%s\t%s\n' "$id" "$program" "$caught" >>"$work/kills.txt"
+      fi
       if [ $status -eq 1 ]; then result="killed"; break; fi
       if [ $status -eq 2 ]; then result="timeout(killed)"; break; fi
     done
