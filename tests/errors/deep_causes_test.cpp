@@ -68,17 +68,9 @@ TEST_F(DeepCauses, ReleaseAndPoolClearingFinish) {
   qvsvClearDiagnosticQueuePool();  // every level goes; the fixture checks that nothing is left
 }
 
-TEST_F(DeepCauses, DuplicateCopiesEveryLevel) {
+TEST_F(DeepCauses, CopiesAndRenderingsReachEveryLevel) {
   qvsvDiagnosticImpl* diag = chain(kDepth);
   qvsvDiagnosticImpl* copy = qvsvDuplicateDiagnostic(diag);
-  EXPECT_EQ(depthOf(copy), kDepth);
-  qvsvDiscardDiagnostic(diag);
-  EXPECT_EQ(depthOf(copy), kDepth) << "the copy shares nothing with the original";
-  qvsvDiscardDiagnostic(copy);
-}
-
-TEST_F(DeepCauses, FormattedAndHtmlRenderEveryLevel) {
-  qvsvDiagnosticImpl* diag = chain(kDepth);
   const std::u16string formatted = qvsvSerializeToFormattedUStringCreate(diag, false, u"");
   EXPECT_EQ(static_cast<std::size_t>(std::count(formatted.begin(), formatted.end(), u'\n')), kDepth);
   EXPECT_EQ(formatted.substr(formatted.rfind(u'\n') + 1), u"Deep:100000");
@@ -90,12 +82,10 @@ TEST_F(DeepCauses, FormattedAndHtmlRenderEveryLevel) {
   EXPECT_EQ(html.rfind("<p>Deep:0", 0), 0u);
   EXPECT_EQ(html.substr(html.size() - 14), "</li></ul></p>");
   qvsvDiscardDiagnostic(diag);
-}
 
-TEST_F(DeepCauses, PlainRenderingWritesEveryLevelIndentedNoDeeperThanTheLimit) {
-  qvsvDiagnosticImpl* diag = chain(kDepth);
-  const std::string plain = qvsvSerializeDiagnosticAsPlainString(diag);
-  EXPECT_EQ(diag, nullptr);
+  EXPECT_EQ(depthOf(copy), kDepth) << "the copy shares nothing with the original";
+  const std::string plain = qvsvSerializeDiagnosticAsPlainString(copy);
+  EXPECT_EQ(copy, nullptr);
   EXPECT_EQ(count(plain, "ID:     "), kDepth + 1);
   const std::size_t limit = kQvsvMaxRestoredCauseDepth;
   EXPECT_EQ(indentOf(plain, limit - 1), 4 * (limit - 1));
@@ -104,14 +94,13 @@ TEST_F(DeepCauses, PlainRenderingWritesEveryLevelIndentedNoDeeperThanTheLimit) {
 }
 
 TEST_F(DeepCauses, WritersStopAtTheReadersLimitSoEveryDocumentReadsBack) {
-  for (const bool argumentForm : {false, true}) {
-    SCOPED_TRACE(argumentForm ? "argument form" : "message form");
-    qvsvDiagnosticImpl* diag = chain(kDepth);
-    const std::string xml =
-        argumentForm ? qvsvSerializeDiagnosticAsXMLStringWithArguments(diag) : qvsvSerializeDiagnosticAsXMLString(diag);
-    qvsvDiscardDiagnostic(diag);
-    EXPECT_EQ(count(xml, "<causes>"), static_cast<std::size_t>(kQvsvMaxRestoredCauseDepth));
-    qvsvDiagnosticImpl* restored = qvsvRestoreDiagnosticFromXMLFragment(xml.c_str());
+  qvsvDiagnosticImpl* diag = chain(kDepth);
+  const std::string arguments = qvsvSerializeDiagnosticAsXMLStringWithArguments(diag);
+  const std::string messages = qvsvSerializeDiagnosticAsXMLString(diag);  // releases the chain
+  for (const std::string* xml : {&messages, &arguments}) {
+    SCOPED_TRACE(xml == &arguments ? "argument form" : "message form");
+    EXPECT_EQ(count(*xml, "<causes>"), static_cast<std::size_t>(kQvsvMaxRestoredCauseDepth));
+    qvsvDiagnosticImpl* restored = qvsvRestoreDiagnosticFromXMLFragment(xml->c_str());
     ASSERT_NE(restored, nullptr);
     EXPECT_EQ(qvsvGetFirstErrorIdentifier(restored), std::string("Deep:0"));
     EXPECT_EQ(depthOf(restored), static_cast<std::size_t>(kQvsvMaxRestoredCauseDepth));

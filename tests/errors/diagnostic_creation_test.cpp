@@ -100,23 +100,15 @@ TEST_F(DiagnosticCreation, OutOfMemoryDiagnosticListsTheSharedStaticItem) {
   qvsvDiscardDiagnostic(b);
 }
 
-struct InterruptCase {
-  bool userBreak;
-  const char* id;
-};
-
-class InterruptErrors : public DiagnosticsTest, public ::testing::WithParamInterface<InterruptCase> {};
-
-TEST_P(InterruptErrors, NameTheKindOfInterruption) {
-  qvsvDiagnosticImpl* diag = qvsvCreateInterruptError(GetParam().userBreak);
-  EXPECT_STREQ(qvsvGetFirstErrorIdentifier(diag), GetParam().id);
-  EXPECT_FALSE(std::u16string(qvsvGetFirstErrorMessage(diag)).empty());
-  qvsvDiscardDiagnostic(diag);
+TEST_F(DiagnosticCreation, InterruptErrorsNameTheKindOfInterruption) {
+  for (const auto& [userBreak, id] : {std::pair(true, "QV_SERVICES:utils:CNTRL_C_INTERRUPTION"),
+                                      std::pair(false, "QV_SERVICES:utils:PROGRAM_INTERRUPTION")}) {
+    qvsvDiagnosticImpl* diag = qvsvCreateInterruptError(userBreak);
+    EXPECT_STREQ(qvsvGetFirstErrorIdentifier(diag), id);
+    EXPECT_FALSE(std::u16string(qvsvGetFirstErrorMessage(diag)).empty());
+    qvsvDiscardDiagnostic(diag);
+  }
 }
-
-INSTANTIATE_TEST_SUITE_P(DiagnosticCreation, InterruptErrors,
-                         ::testing::Values(InterruptCase{true, "QV_SERVICES:utils:CNTRL_C_INTERRUPTION"},
-                                           InterruptCase{false, "QV_SERVICES:utils:PROGRAM_INTERRUPTION"}));
 
 // The object-discovery callback turns object indices into handles.
 class ObjectDiscovery : public DiagnosticsTest {

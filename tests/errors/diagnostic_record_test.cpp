@@ -2,6 +2,7 @@
 #include <stdexcept>
 
 #include "qv_services/errors/diagnostic_state.hpp"
+#include "qv_services/fault_injection.hpp"
 #include "tests/errors/diagnostics_fixture.hpp"
 
 namespace {
@@ -127,6 +128,22 @@ TEST_F(DiagnosticRecord, DuplicateIsDeepAndTakesTheCandidates) {
   qvsvDiscardDiagnostic(diag);
   EXPECT_EQ(qvsvGetMessageFromDiagnosticItem(copy, 0), std::u16string(u"0")) << "the copy outlives its source";
   qvsvDiscardDiagnostic(copy);
+}
+
+TEST_F(DiagnosticRecord, DuplicateOfAnItemWhoseHandlesCannotBeCopiedIsTheOutOfMemoryItem) {
+  const double handle = 1.5;
+  qvsvDiagnosticImpl* diag = qvsvCreateDiagnosticFromIdAndMsg(&handle, 1, "A:b", "with a handle");
+  qvsvConcatenateDiagnostics(diag, make("C:d"), false);
+  qvsvDiagnosticImpl* copy = nullptr;
+  {
+    qvsv::ScopedExceptionTesting failing(1);
+    qvsvCreateExceptionTesterByName(qvsv::fault::kHandleArray);
+    qvsvGetExceptionTesterByName(qvsv::fault::kHandleArray)->setIterationToSkip(0);
+    copy = qvsvDuplicateDiagnostic(diag);
+  }
+  EXPECT_EQ(ids(copy), (std::vector<std::string>{"QV_SERVICES:utils:MemoryAllocationError", "C:d"}));
+  qvsvDiscardDiagnostic(copy);
+  qvsvDiscardDiagnostic(diag);
 }
 
 TEST_F(DiagnosticRecord, DuplicateCopiesAtMostTheLimitAndNothingAtLimitZero) {

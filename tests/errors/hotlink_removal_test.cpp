@@ -7,6 +7,7 @@
 #include <string>
 #include <vector>
 
+#include "qv_services/conversions.hpp"
 #include "qv_services/renderings.hpp"
 #include "tests/support/test_support.hpp"
 
@@ -115,14 +116,23 @@ struct RemovalCase {
 
 class HotlinkRemovalRules : public ::testing::TestWithParam<RemovalCase> {};
 
-TEST_P(HotlinkRemovalRules, MatchesThePattern) {
+TEST_P(HotlinkRemovalRules, MatchesThePatternInWideAndUtf8Text) {
   EXPECT_EQ(qvsv::removeHotLinks(GetParam().text), GetParam().expected);
+  EXPECT_EQ(qvsv::removeHotLinks(ConvertUStringToStdString(GetParam().text)),
+            ConvertUStringToStdString(GetParam().expected));
   EXPECT_EQ(removeByPattern(GetParam().text), GetParam().expected) << "the table itself follows the pattern";
 }
 
 INSTANTIATE_TEST_SUITE_P(
     Renderings, HotlinkRemovalRules,
     ::testing::Values(
+        RemovalCase{"plain", u"no links", u"no links"},
+        RemovalCase{"lower", u"a <a href=\"tessel:open('m')\">model</a> b", u"a model b"},
+        RemovalCase{"upper_scheme", u"<A HREF = \"TESSEL : help\">Help</A>", u"Help"},
+        RemovalCase{"other_scheme", u"<a href=\"http://x\">web</a>", u"<a href=\"http://x\">web</a>"},
+        RemovalCase{"escaped_quote", u"<a href=\"tessel:say(\\\"hi\\\")\">say</a>!", u"say!"},
+        RemovalCase{"two_and_multiline", u"<a href=\"tessel:a\">one</a>,<a href=\"tessel:b\">t\nwo</a>", u"one,t\nwo"},
+        RemovalCase{"non_ascii", u"\u00E9<a href=\"tessel:x\">\U0001F600</a>", u"\u00E9\U0001F600"},
         RemovalCase{"unclosed_then_closed_takes_the_first_opening", u"<a href=\"tessel:x\">a <a href=\"tessel:y\">b</a>!",
                     u"a <a href=\"tessel:y\">b!"},
         RemovalCase{"unclosed_anchor_stays", u"<a href=\"tessel:x\">open", u"<a href=\"tessel:x\">open"},

@@ -5,6 +5,7 @@
 #include "qv_services/conversions.hpp"
 #include "qv_services/except.hpp"
 #include "qv_services/exception_exchange.hpp"
+#include "qv_services/fault_injection.hpp"
 #include "qv_services/interpreter_calls.hpp"
 #include "qv_services/module.hpp"
 #include "qv_services/reporting.hpp"
@@ -47,6 +48,22 @@ TEST_F(InterpreterCalls, SuccessGivesNullAndTheOutputs) {
   txDestroyArray(out);
   EXPECT_EQ(qvsvEvaluateExpression_NoThrow(u"step()", 0, nullptr), nullptr);
   EXPECT_EQ(stepCalls_, 3);
+}
+
+TEST_F(InterpreterCalls, HostErrorNestingAnOutOfMemoryKeepsItAsTheCause) {
+  step_ = [] {
+    try {
+      throw std::bad_alloc();
+    } catch (...) {
+      std::throw_with_nested(tessel::HostError("Host:starved", "no memory for the step"));
+    }
+  };
+  txArray* out = nullptr;
+  qvsvDiagnosticImpl* diag = qvsvCallHostFunction_NoThrow("step", 1, &out, 0, nullptr);
+  EXPECT_EQ(out, nullptr);
+  EXPECT_EQ(ids(diag), std::vector<std::string>{"Host:starved"});
+  EXPECT_EQ(ids(qvsvGetCauseFromDiagnosticItem(diag, 0)), std::vector<std::string>{"QV_SERVICES:utils:MemoryAllocationError"});
+  qvsvDiscardDiagnostic(diag);
 }
 
 TEST_F(InterpreterCalls, CppExceptionOfAHostFunctionBecomesItsDiagnostic) {
@@ -198,6 +215,20 @@ TEST_F(ModuleEntries, HostCodeRaisesTheLastReportedDiagnosticByItsIdentifier) {
     qvsvDiagnosticImpl* carried = qvsvDiagnosticFromCurrentException();
     qvsvDiscardDiagnostic(carried);
   }
+}
+
+TEST_F(ModuleEntries, ReportWhoseFormCouldNotBeMadeRaisesTheShortage) {
+  qvsv::ScopedExceptionTesting failing(1);
+  qvsvCreateExceptionTesterByName(qvsv::fault::kArrayForm);
+  QVSV_ExceptionTester* tester = qvsvGetExceptionTesterByName(qvsv::fault::kArrayForm);
+  tester->setIterationToSkip(0);
+  qvsvDiagnosticImpl* diag = make("A:b");
+  qvsvReportAsError(diag);
+  tester->resetIterationToSkip();
+  qvsvDiagnosticImpl* raised = qvsvEvaluateExpression_NoThrow("QvDiagnosticRaise(QvDiagnosticGetLastReported())", 0,
+                                                              nullptr);
+  EXPECT_EQ(ids(raised), std::vector<std::string>{"QV_SERVICES:utils:MemoryAllocationError"});
+  qvsvDiscardDiagnostic(raised);
 }
 
 TEST_F(ModuleEntries, RaisingAMalformedFormRaisesWhatIsWrongWithIt) {

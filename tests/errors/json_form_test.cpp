@@ -1,11 +1,10 @@
-#include <random>
 #include <string>
 
 #include "qv_services/json_form.hpp"
 #include "qv_services/renderings.hpp"
 #include "qv_services/xml_form.hpp"
 #include "tests/errors/diagnostics_fixture.hpp"
-#include "tests/errors/random_diagnostics.hpp"
+#include "tests/errors/random_diagnostic_tree.hpp"
 #include "tests/support/test_support.hpp"
 
 namespace {
@@ -40,10 +39,9 @@ class JsonForm : public DiagnosticsTest {
 };
 
 TEST_F(JsonForm, RandomTreesRestoreWithByteIdenticalXmlForms) {
-  std::mt19937 rng(23);
-  qvsvSetMaxDiagnosticsInQueue(0);
+  qvsv::test::RandomDiagnosticTree trees(23, true);
   for (std::size_t round = 0; round < qvsv::test::Scaled(300, 30); ++round) {
-    qvsvDiagnosticImpl* diag = qvsv::test::RandomDiagnostic(rng, 3);
+    qvsvDiagnosticImpl* diag = trees.build();
     const Forms expected = formsOf(diag);
     qvsvDiagnosticImpl* restored = qvsvRestoreDiagnosticFromJSON(expected.json);
     ASSERT_EQ(formsOf(restored), expected) << expected.json;

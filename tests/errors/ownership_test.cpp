@@ -166,16 +166,6 @@ TEST_F(ReentrantCallers, CandidateFunctionMayMergeItsQueueAway) {
   qvsvDiscardDiagnostic(other);
 }
 
-TEST_F(ReentrantCallers, CandidateFunctionsMayCaptureState) {
-  int a = 0;
-  qvsvDiagnosticImpl* queue = queueOf(1);
-  qvsvAddCandidateToErrorQueueFcn(queue, &a);
-  std::vector<void*> seen;
-  qvsvProcessErrorFcn(queue, [&seen](qvsvDiagnosticImpl*, void* candidate) { seen.push_back(candidate); });
-  EXPECT_EQ(seen, std::vector<void*>{&a});
-  qvsvDiscardDiagnostic(queue);
-}
-
 TEST_F(ReentrantCallers, ProcessCallbackCannotReleaseOrMergeAwayTheDiagnosticBeingHandedOver) {
   const double handle = 4.0;
   for (const qvsvProcessCallback callback : {&ReentrantCallers::releaseIt, &ReentrantCallers::mergeItAway}) {
@@ -223,14 +213,6 @@ TEST_F(DoubleReleaseDeathTest, DeletingAnItemTwiceAbortsWithAMessage) {
 // --- Smaller rules of the record. ---
 
 class RecordDetails : public DiagnosticsTest {};
-
-TEST_F(RecordDetails, CombinedIdentifierSubstitutesWithoutChangingTheItem) {
-  qvsvDiagnosticImpl* diag = qvsvObtainDiagnostic();
-  diag->appendItem(new qvsvDiagnosticItem, nullptr, false);
-  EXPECT_EQ(qvsvGetCombinedErrorIdentifier(diag), "QV_SERVICES:utils:UNDEFINED_ID");
-  EXPECT_STREQ(qvsvGetFirstErrorIdentifier(diag), "") << "read as stored";
-  qvsvDiscardDiagnostic(diag);
-}
 
 // A subclass with state of its own is bigger than the pool's chunks and
 // lives in ordinary memory, where the pool's clearing does not look.

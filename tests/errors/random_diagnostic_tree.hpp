@@ -1,6 +1,9 @@
 // Random diagnostic trees with every field of an item filled: identifier,
-// message, extra message, arguments of the three kinds, handles, call stack,
-// creation time, metadata and causes. Header-only so that any suite can use it.
+// message, extra message, arguments, handles, call stack, creation time,
+// metadata and causes. With illFormed set, texts also hold unpaired
+// surrogates, NULs and bytes that are not UTF-8, and arguments any host value
+// (fractions, logicals, empty arrays): what only the lossless forms keep.
+// Header-only so that any suite can use it.
 #pragma once
 
 #include <cstdint>
@@ -19,9 +22,9 @@ namespace qvsv::test {
 
 class RandomDiagnosticTree {
  public:
-  explicit RandomDiagnosticTree(unsigned seed) : rng_(seed) {}
+  explicit RandomDiagnosticTree(unsigned seed, bool illFormed = false) : rng_(seed), illFormed_(illFormed) {}
 
-  // A tree of 1 to 3 items per level and causes down to maxDepth levels.
+  // A tree of 1 to 3 items per level and causes down to maxDepth levels; the caller owns it.
   qvsvDiagnosticImpl* build(int maxDepth = 3) { return level(0, maxDepth); }
 
  private:
@@ -29,6 +32,14 @@ class RandomDiagnosticTree {
     static const char16_t alphabet[] = u"ab <>&\"']]>\u00E9\u4E2D\U0001F600";
     std::u16string out(rng_() % (maxLength + 1), u'a');
     for (char16_t& c : out) c = alphabet[rng_() % (std::size(alphabet) - 1)];
+    if (illFormed_ && rng_() % 6 == 0) out.insert(out.begin() + rng_() % (out.size() + 1), u'\xD800');
+    if (illFormed_ && rng_() % 7 == 0) out.push_back(u'\0');
+    return out;
+  }
+
+  std::string narrow() {
+    std::string out = ConvertUStringToStdString(text(6));
+    if (illFormed_ && rng_() % 5 == 0) out += "\xFF";
     return out;
   }
 
@@ -41,14 +52,42 @@ class RandomDiagnosticTree {
   qvsvArgumentValue value() {
     switch (rng_() % 3) {
       case 0: return number();
-      case 1: return ConvertUStringToStdString(text(6));
+      case 1: return narrow();
       default: return text(6);
     }
   }
 
+  // Arguments as the host may hand them: any scalar, empty arrays, texts.
+  txArray* hostArguments() {
+    const txIndex n = rng_() % 4;
+    txArray* cell = txCreateCellMatrix(1, n);
+    for (txIndex i = 0; i < n; ++i) {
+      switch (rng_() % 4) {
+        case 0: txSetCell(cell, i, txCreateDoubleScalar(0.1 * static_cast<double>(rng_() % 100))); break;
+        case 1: txSetCell(cell, i, txCreateLogicalScalar(rng_() % 2 == 0)); break;
+        case 2: txSetCell(cell, i, txCreateDoubleMatrix(0, 0)); break;
+        default: txSetCell(cell, i, txCreateString(text(6))); break;
+      }
+    }
+    txMakeArrayPersistent(cell);
+    return cell;
+  }
+
+  txArray* callStack() {
+    const txIndex n = rng_() % 3;
+    txArray* stack = txCreateStructMatrix(n, 1, {"file", "name", "line"});
+    for (txIndex i = 0; i < n; ++i) {
+      txSetField(stack, i, "file", txCreateString(u"/src/model " + std::u16string(1, u'a' + rng_() % 9) + u".qv"));
+      txSetField(stack, i, "name", txCreateString(text(6)));
+      txSetField(stack, i, "line", txCreateDoubleScalar(static_cast<double>(rng_() % 500)));
+    }
+    txMakeArrayPersistent(stack);
+    return stack;
+  }
+
   qvsvDiagnosticImpl* item(int depth, int maxDepth) {
     std::vector<double> handles(rng_() % 3);
-    for (double& h : handles) h = static_cast<double>(rng_() % 10000) / 8.0;
+    for (double& h : handles) h = static_cast<double>(rng_() % 10000) / 8.0 - 600.0;
     const std::string id = rng_() % 10 == 0 ? std::string() : "T:" + std::to_string(rng_() % 100);
     qvsvDiagnosticImpl* diag =
         qvsvCreateDiagnosticFromIdAndMsg(handles.data(), static_cast<int>(handles.size()), id.c_str(), text(12));
@@ -57,18 +96,16 @@ class RandomDiagnosticTree {
       it->identifier = id;  // an empty identifier as stored, not substituted
       it->extraMessage = text(8);
     }
-    if (rng_() % 2 == 0) {
+    if (illFormed_ && rng_() % 3 == 0) {
+      it->arguments = hostArguments();
+    } else if (rng_() % 2 == 0) {
       qvsvArgumentVector arguments(rng_() % 4);
       for (auto& a : arguments) a = value();
       qvsvReplaceLastDiagnosticArguments(diag, arguments);
     }
     if (rng_() % 2 == 0) {
-      std::vector<tessel::StackFrame> frames(rng_() % 3);
-      for (auto& f : frames) f = {"f" + std::to_string(rng_() % 9) + ".m", "fn", static_cast<int>(rng_() % 500)};
-      txArray* stack = tessel::CallStackToArray(frames);
-      txMakeArrayPersistent(stack);
       txDestroyArray(it->callStack);
-      it->callStack = stack;
+      it->callStack = callStack();
     }
     qvsvSetLastErrorCreationTime(diag, static_cast<qvsvErrorCreationTime>(rng_() % 3 == 0 ? 0 : rng_()));
     for (unsigned k = rng_() % 3; k > 0; --k) {
@@ -88,6 +125,7 @@ class RandomDiagnosticTree {
   }
 
   std::mt19937 rng_;
+  bool illFormed_;
 };
 
 // Every field of every item, causes indented: two diagnostics with the same

@@ -137,35 +137,6 @@ TEST_F(Renderings, HtmlShowsAnchorsEscapedUnlessStripped) {
   qvsvDiscardDiagnostic(diag);
 }
 
-struct HotlinkCase {
-  const char* name;
-  std::u16string text;
-  std::u16string expected;
-};
-
-void PrintTo(const HotlinkCase& tc, std::ostream* os) { *os << tc.name; }
-
-class HotlinkRemoval : public ::testing::TestWithParam<HotlinkCase> {};
-
-TEST_P(HotlinkRemoval, ReplacesTesselAnchorsByTheirText) {
-  EXPECT_EQ(qvsv::removeHotLinks(GetParam().text), GetParam().expected);
-  EXPECT_EQ(qvsv::removeHotLinks(ConvertUStringToStdString(GetParam().text)),
-            ConvertUStringToStdString(GetParam().expected));
-}
-
-INSTANTIATE_TEST_SUITE_P(
-    Renderings, HotlinkRemoval,
-    ::testing::Values(
-        HotlinkCase{"plain", u"no links", u"no links"},
-        HotlinkCase{"lower", u"a <a href=\"tessel:open('m')\">model</a> b", u"a model b"},
-        HotlinkCase{"upper_scheme", u"<A HREF = \"TESSEL : help\">Help</A>", u"Help"},
-        HotlinkCase{"other_scheme", u"<a href=\"http://x\">web</a>", u"<a href=\"http://x\">web</a>"},
-        HotlinkCase{"escaped_quote", u"<a href=\"tessel:say(\\\"hi\\\")\">say</a>!", u"say!"},
-        HotlinkCase{"two_and_multiline", u"<a href=\"tessel:a\">one</a>,<a href=\"tessel:b\">t\nwo</a>",
-                    u"one,t\nwo"},
-        HotlinkCase{"non_ascii", u"\u00E9<a href=\"tessel:x\">\U0001F600</a>", u"\u00E9\U0001F600"}),
-    [](const auto& info) { return std::string(info.param.name); });
-
 TEST_F(Renderings, HotlinkStringFollowsTheConsole) {
   EXPECT_EQ(qvsvCreateHotlinkString(u"doc", u"", u"help", u""), u"help");
   EXPECT_EQ(qvsvCreateHotlinkString(u"doc", u"", u"help", u"see help"), u"see help");

@@ -2,12 +2,11 @@
 
 #include <cstdlib>
 #include <fstream>
-#include <random>
 #include <string>
 
 #include "qv_services/sarif_form.hpp"
 #include "tests/errors/diagnostics_fixture.hpp"
-#include "tests/errors/random_diagnostics.hpp"
+#include "tests/errors/random_diagnostic_tree.hpp"
 #include "tests/support/test_support.hpp"
 
 namespace {
@@ -148,11 +147,10 @@ TEST_F(SarifForm, SeveralDiagnosticsShareOneRunWithTheirOwnLevels) {
 // Random trees give one result per item; with QVSV_SARIF_OUT set, the logs
 // are also written there for the official validator (scripts/check_sarif.sh).
 TEST_F(SarifForm, RandomTreesGiveOneResultPerItem) {
-  std::mt19937 rng(31);
-  qvsvSetMaxDiagnosticsInQueue(0);
+  qvsv::test::RandomDiagnosticTree trees(31, true);
   const char* out = std::getenv("QVSV_SARIF_OUT");
   for (std::size_t round = 0; round < qvsv::test::Scaled(100, 10); ++round) {
-    qvsvDiagnosticImpl* diag = qvsv::test::RandomDiagnostic(rng, 3);
+    qvsvDiagnosticImpl* diag = trees.build();
     std::size_t items = 0;
     std::vector<qvsvDiagnosticImpl*> pending{diag};
     while (!pending.empty()) {

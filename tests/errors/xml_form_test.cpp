@@ -1,10 +1,10 @@
-#include <functional>
 #include <random>
 
 #include "qv_services/conversions.hpp"
 #include "qv_services/xml_form.hpp"
 #include "tessel/ut.hpp"
 #include "tests/errors/diagnostics_fixture.hpp"
+#include "tests/errors/random_diagnostic_tree.hpp"
 #include "tests/support/test_support.hpp"
 
 namespace {
@@ -121,49 +121,18 @@ TEST_F(XmlForm, SerializedMessageIdCarriesItsArguments) {
                          EncodeBase64FromUChars(u"Hk") + "</arg></arguments></diag>\n</diag_root>");
 }
 
-TEST_F(XmlForm, RestoresWhatTheMessageFormWrote) {
-  qvsvDiagnosticImpl* diag = make("A:b", u"markup <a> & ]]> and \U0001F600");
-  qvsvDiagnosticImpl* cause = queueOf(2, "C");
-  qvsvDiagnosticImpl* inner = make("D:e", u"deep");
-  qvsvAddCauseToDiagnosticItem(cause, 1, inner);
-  qvsvAddCauseToLastDiagnosticItem(diag, cause);
-  qvsvConcatenateDiagnostics(diag, make("F:g", u"second"), false);
-  const std::string expected = tree(diag);
-  const std::string written = qvsvSerializeDiagnosticAsXMLString(diag);
-  qvsvDiagnosticImpl* restored = qvsvRestoreDiagnosticFromXMLFragment(written.c_str());
-  EXPECT_EQ(tree(restored), expected);
-  qvsvDiagnosticImpl* wide = qvsvRestoreDiagnosticFromXMLFragment(ConvertStdStringToUString(written).c_str());
-  EXPECT_EQ(tree(wide), expected);
-  qvsvDiscardDiagnostic(restored);
-  qvsvDiscardDiagnostic(wide);
-}
-
-TEST_F(XmlForm, RandomTreesRoundTrip) {
-  std::mt19937 rng(11);
-  const char16_t alphabet[] = u"ab <>&\"']]>\u00E9\u4E2D\U0001F600";
-  const std::size_t alphabetSize = std::size(alphabet) - 1;
-  std::function<qvsvDiagnosticImpl*(int)> build = [&](int depth) {
-    qvsvDiagnosticImpl* diag = nullptr;
-    const unsigned n = 1 + rng() % 3;
-    for (unsigned i = 0; i < n; ++i) {
-      std::u16string message(rng() % 12, u'a');
-      for (char16_t& c : message) c = alphabet[rng() % alphabetSize];
-      qvsvDiagnosticImpl* item = make(("T:" + std::to_string(rng() % 100)).c_str(), message);
-      if (depth < 3 && rng() % 2 == 0) {
-        qvsvDiagnosticImpl* causes = build(depth + 1);
-        qvsvAddCauseToLastDiagnosticItem(item, causes);
-      }
-      qvsvConcatenateDiagnostics(diag, item, false);
-    }
-    return diag;
-  };
+TEST_F(XmlForm, RandomTreesRoundTripFromNarrowAndWideText) {
+  qvsv::test::RandomDiagnosticTree trees(11);
   for (std::size_t round = 0; round < qvsv::test::Scaled(200, 20); ++round) {
-    qvsvDiagnosticImpl* diag = build(0);
+    qvsvDiagnosticImpl* diag = trees.build();
     const std::string expected = tree(diag);
     const std::string written = qvsvSerializeDiagnosticAsXMLString(diag);
     qvsvDiagnosticImpl* restored = qvsvRestoreDiagnosticFromXMLFragment(written.c_str());
+    qvsvDiagnosticImpl* wide = qvsvRestoreDiagnosticFromXMLFragment(ConvertStdStringToUString(written).c_str());
     ASSERT_EQ(tree(restored), expected) << written;
+    ASSERT_EQ(tree(wide), expected) << written;
     qvsvDiscardDiagnostic(restored);
+    qvsvDiscardDiagnostic(wide);
   }
 }
 
@@ -237,8 +206,6 @@ std::string nested(int depth) {
   return doc + "</diag_root>";
 }
 
-const char* kCreation = "QVSV_SERVICES:QVSVDIAGNOSTICCREATION:";
-
 INSTANTIATE_TEST_SUITE_P(
     XmlForm, XmlRestoreErrors,
     ::testing::Values(
@@ -271,7 +238,6 @@ TEST_F(XmlForm, NestingUpToTheLimitRestores) {
   ASSERT_NE(restored, nullptr);
   EXPECT_EQ(ids(restored), std::vector<std::string>{"a"});
   qvsvDiscardDiagnostic(restored);
-  (void)kCreation;
 }
 
 }  // namespace

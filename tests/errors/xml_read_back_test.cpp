@@ -179,13 +179,19 @@ class XmlHandleMessage : public DiagnosticsTest {
   }
 };
 
-TEST_F(XmlHandleMessage, RestoredFragmentIsReportedInTheGivenContext) {
+TEST_F(XmlHandleMessage, RestoredFragmentIsReportedInTheGivenContextAndOtherTextIsNot) {
   tessel::ConsoleCapture console;
   EXPECT_TRUE(qvsvHandleMessageFromXMLFragment(fragment("A:e", u"from afar").c_str(), qvsv::util::kErrorContext));
   EXPECT_TRUE(qvsvHandleMessageFromXMLFragment(fragment("A:w", u"careful").c_str(), qvsv::util::kWarningContext));
   const std::u16string wide = ConvertStdStringToUString(fragment("A:i", u"just so you know"));
   EXPECT_TRUE(qvsvHandleMessageFromXMLFragment(wide.c_str(), qvsv::util::kInformationContext));
-  EXPECT_EQ(console.text(), "Error: from afar\nWarning: careful\njust so you know\n");
+  // A restore error forwarded from elsewhere is a fragment like any other.
+  EXPECT_TRUE(qvsvHandleMessageFromXMLFragment(fragment(kRestoreError, u"lost elsewhere").c_str(),
+                                               qvsv::util::kErrorContext));
+  EXPECT_FALSE(qvsvHandleMessageFromXMLFragment(" <diag_root></diag_root>", qvsv::util::kErrorContext));
+  EXPECT_FALSE(qvsvHandleMessageFromXMLFragment(static_cast<const char*>(nullptr), qvsv::util::kErrorContext));
+  EXPECT_FALSE(qvsvHandleMessageFromXMLFragment(static_cast<const char16_t*>(nullptr), qvsv::util::kErrorContext));
+  EXPECT_EQ(console.text(), "Error: from afar\nWarning: careful\njust so you know\nError: lost elsewhere\n");
 }
 
 TEST_F(XmlHandleMessage, MalformedFragmentReportsTheRestoreErrorInItsPlace) {
@@ -193,21 +199,6 @@ TEST_F(XmlHandleMessage, MalformedFragmentReportsTheRestoreErrorInItsPlace) {
   EXPECT_FALSE(qvsvHandleMessageFromXMLFragment("<diag_root><diag id=\"A:b\">", qvsv::util::kWarningContext));
   EXPECT_EQ(console.text().rfind("Warning: QV_SERVICES WASN'T ABLE TO RESTORE qvsvDiagnostic from xml string", 0), 0u)
       << console.text();
-}
-
-TEST_F(XmlHandleMessage, ForwardedRestoreErrorIsARestoredFragment) {
-  tessel::ConsoleCapture console;
-  EXPECT_TRUE(qvsvHandleMessageFromXMLFragment(fragment(kRestoreError, u"lost elsewhere").c_str(),
-                                               qvsv::util::kErrorContext));
-  EXPECT_EQ(console.text(), "Error: lost elsewhere\n");
-}
-
-TEST_F(XmlHandleMessage, TextOfAnotherFormatReportsNothing) {
-  tessel::ConsoleCapture console;
-  EXPECT_FALSE(qvsvHandleMessageFromXMLFragment(" <diag_root></diag_root>", qvsv::util::kErrorContext));
-  EXPECT_FALSE(qvsvHandleMessageFromXMLFragment(static_cast<const char*>(nullptr), qvsv::util::kErrorContext));
-  EXPECT_FALSE(qvsvHandleMessageFromXMLFragment(static_cast<const char16_t*>(nullptr), qvsv::util::kErrorContext));
-  EXPECT_EQ(console.text(), "");
 }
 
 TEST_F(XmlHandleMessage, UnknownContextThrowsNamingIt) {

@@ -8,6 +8,7 @@
 #include "qv_services/conversions.hpp"
 #include "qv_services/except.hpp"
 #include "qv_services/fault_injection.hpp"
+#include "qv_services/feature/detail/tested_allocation.hpp"
 #include "tessel/console.hpp"
 #include "tessel/interpreter.hpp"
 #include "tessel/ut.hpp"
@@ -135,6 +136,16 @@ TEST_F(FaultInjection, FailModeReturnsNullWithoutCallingTheAllocatorAndKeepsTheB
   block = static_cast<char*>(qvsvRealloc_DEBUG_DONT_USE_IT(utRealloc, block, 8, "m", nullptr, nullptr, 3));
   EXPECT_EQ(qvsvRealloc_DEBUG_DONT_USE_IT(utRealloc, block, 1 << 20, "m", nullptr, nullptr, 4), nullptr);
   EXPECT_STREQ(block, "hello");
+  utFree(block);
+}
+
+TEST_F(FaultInjection, LibraryHelperClearsTheBlockAndFailsThroughItsTester) {
+  ScopedExceptionTesting failing(1);
+  tester("c")->setIterationToSkip(1);
+  auto* block = static_cast<int*>(qvsv::detail::TestedCalloc("c", 2, sizeof(int)));
+  ASSERT_NE(block, nullptr);
+  EXPECT_EQ(block[0] | block[1], 0);
+  EXPECT_EQ(qvsv::detail::TestedCalloc("c", 2, sizeof(int)), nullptr);
   utFree(block);
 }
 

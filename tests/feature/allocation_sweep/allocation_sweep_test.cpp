@@ -104,8 +104,7 @@ class AllocationSweep : public ::testing::TestWithParam<Scenario> {
     // is let go here, outside the count.
     if (scenario.cleanUp) scenario.cleanUp();
     const std::string leaked = leaks(before, LiveCounts());
-    if (!leaked.empty()) qvsv::test::sweep::PrintLiveHeapBlocks();
-    if (!leaked.empty()) problem += (problem.empty() ? "" : "; ") + ("leaked " + leaked);
+      if (!leaked.empty()) problem += (problem.empty() ? "" : "; ") + ("leaked " + leaked);
     qvsvDiagnosticImpl* probe = qvsvCreateMemoryAllocationDiagnostic();
     const qvsvDiagnosticItem* shared = probe->firstItem();
     if (shared->numHandles != 0 || !shared->metadata.empty() || shared->cause != nullptr || shared->arguments != nullptr) {

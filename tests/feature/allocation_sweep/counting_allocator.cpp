@@ -1,10 +1,6 @@
 #include "tests/feature/allocation_sweep/counting_allocator.hpp"
 
-#include <execinfo.h>
-#include <unistd.h>
-
 #include <cstdint>
-#include <cstdio>
 #include <cstdlib>
 #include <new>
 
@@ -18,50 +14,12 @@ std::size_t gFailAt = 0;
 bool gFailed = false;
 std::size_t gLiveTagged = 0;
 
-bool tracing();
-
 // True when this request is the one to fail.
 bool countRequest() {
   if (!tArmed) return false;
   if (++gRequests != gFailAt) return false;
   gFailed = true;
-  if (tracing()) {
-    void* frames[12];
-    std::fprintf(stderr, "--- failing request %zu\n", gRequests);
-    backtrace_symbols_fd(frames, backtrace(frames, 12), STDERR_FILENO);
-  }
   return true;
-}
-
-// With QVSV_SWEEP_TRACE set, where each live tagged block was made, so that a
-// leak can be found: PrintLiveHeapBlocks() prints their call stacks.
-struct Trace {
-  void* block;
-  void* frames[12];
-  int depth;
-};
-constexpr std::size_t kTraces = 4096;
-Trace gTraces[kTraces];
-bool tracing() {
-  static const bool on = std::getenv("QVSV_SWEEP_TRACE") != nullptr;
-  return on;
-}
-void remember(void* block) {
-  for (Trace& t : gTraces) {
-    if (t.block == nullptr) {
-      t.block = block;
-      t.depth = backtrace(t.frames, 12);
-      return;
-    }
-  }
-}
-void forget(void* block) {
-  for (Trace& t : gTraces) {
-    if (t.block == block) {
-      t.block = nullptr;
-      return;
-    }
-  }
 }
 
 // Every block carries a header just below the pointer handed out: where the
@@ -86,10 +44,7 @@ void* allocate(std::size_t size, std::size_t alignment) {
   header->base = base;
   header->magic = kMagic;
   header->tagged = tArmed ? 1u : 0u;
-  if (tArmed) {
-    ++gLiveTagged;
-    if (tracing()) remember(user);
-  }
+  if (tArmed) ++gLiveTagged;
   return user;
 }
 
@@ -98,10 +53,7 @@ void release(void* block) {
   auto* header = reinterpret_cast<Header*>(static_cast<std::byte*>(block) - sizeof(Header));
   if (header->magic != kMagic) std::abort();  // not ours: a mismatched delete
   header->magic = 0;
-  if (header->tagged != 0) {
-    --gLiveTagged;
-    if (tracing()) forget(block);
-  }
+  if (header->tagged != 0) --gLiveTagged;
   std::free(header->base);
 }
 
@@ -115,17 +67,7 @@ void* allocateOrThrow(std::size_t size, std::size_t alignment) {
 
 std::size_t LiveHeapBlocks() { return gLiveTagged; }
 
-void PrintLiveHeapBlocks() {
-  for (Trace& t : gTraces) {
-    if (t.block == nullptr) continue;
-    std::fprintf(stderr, "--- live block %p\n", t.block);
-    backtrace_symbols_fd(t.frames, t.depth, STDERR_FILENO);
-    t.block = nullptr;
-  }
-}
-
 ArmedRun::ArmedRun(std::size_t failAt) {
-  for (Trace& t : gTraces) t.block = nullptr;  // only this run's blocks are of interest
   gRequests = 0;
   gFailAt = failAt;
   gFailed = false;

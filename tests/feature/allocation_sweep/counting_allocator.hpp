@@ -15,9 +15,6 @@ namespace qvsv::test::sweep {
 
 // Operator-new blocks handed out while armed and not yet deleted.
 std::size_t LiveHeapBlocks();
-// With QVSV_SWEEP_TRACE set in the environment, prints where each live block
-// of the last runs was made (and forgets them); otherwise prints nothing.
-void PrintLiveHeapBlocks();
 
 // Arms the current thread for its lifetime: every operator new and every
 // host-allocator request is counted, and request number failAt (1-based; 0

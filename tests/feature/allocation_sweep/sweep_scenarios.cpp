@@ -5,6 +5,7 @@
 #include <memory>
 #include <utility>
 
+#include "qv_services/array_form.hpp"
 #include "qv_services/conversions.hpp"
 #include "qv_services/diagnostic_creation.hpp"
 #include "qv_services/error_queue.hpp"
@@ -22,10 +23,14 @@
 #include "qv_services/xml_form.hpp"
 #include "tessel/array.hpp"
 #include "tessel/ut.hpp"
+#include "tests/errors/random_diagnostic_tree.hpp"
 #include "tests/support/test_support.hpp"
 
 namespace qvsv::test::sweep {
 namespace {
+
+using qvsv::test::DumpDiagnostic;
+using qvsv::test::RandomDiagnosticTree;
 
 constexpr const char* kOutOfMemoryId = "QV_SERVICES:utils:MemoryAllocationError";
 
@@ -33,13 +38,15 @@ void problem(Outcome& outcome, const std::string& text) {
   if (outcome.problem.empty()) outcome.problem = text;
 }
 
-// The identifiers of a tree, depth first, causes in brackets.
-std::string shape(qvsvDiagnosticImpl* diag) {
+// The identifiers of a tree, depth first, causes in brackets; with handles,
+// each item's handle count follows its identifier ("id#2").
+std::string shape(qvsvDiagnosticImpl* diag, bool handles = false) {
   std::string out;
   if (diag == nullptr) return out;
   for (const qvsvDiagnosticItem* item : diag->items()) {
     out += item->identifier;
-    if (item->cause != nullptr) out += "[" + shape(item->cause) + "]";
+    if (handles && item->numHandles > 0) out += "#" + std::to_string(item->numHandles);
+    if (item->cause != nullptr) out += "[" + shape(item->cause, handles) + "]";
     out += ";";
   }
   return out;
@@ -67,7 +74,7 @@ std::vector<std::string> topItems(const std::string& s) {
 // with items dropped and at least one out-of-memory item standing in: a
 // failure may lose items, but never silently.
 void checkTree(qvsvDiagnosticImpl* diag, const std::string& expected, Outcome& outcome, const char* what) {
-  const std::string got = shape(diag);
+  const std::string got = shape(diag, true);
   if (got == expected) return;
   if (got.find(kOutOfMemoryId) == std::string::npos) {
     return problem(outcome, std::string(what) + ": '" + got + "' instead of '" + expected + "' without the out-of-memory item");
@@ -92,12 +99,22 @@ qvsvDiagnosticImpl* create(const char* id, const std::vector<double>& handles = 
 
 void creationScenario(Outcome& outcome) {
   Held fromText(create("Sweep:text", {1.5, 2.5}));
-  checkTree(fromText.get(), "Sweep:text;", outcome, "from identifier and message");
+  checkTree(fromText.get(), "Sweep:text#2;", outcome, "from identifier and message");
   Held fromCatalogue(qvsvCreateDiagnostic(
       resource_core::BaseMsgID("QVSV_TEST:extra", "Pair", {std::u16string(u"caf\u00e9"), std::string("x")}), ""));
   checkTree(fromCatalogue.get(), "QVSV_TEST:extra:Pair;", outcome, "from the catalogue");
   Held interrupt(qvsvCreateInterruptError(true));
   checkTree(interrupt.get(), "QV_SERVICES:utils:CNTRL_C_INTERRUPTION;", outcome, "interruption");
+  // Each run asks for a longer identifier than any before, so the buffer
+  // grows; a growth that fails throws and leaves the old buffer serving.
+  static std::size_t longest = 64;
+  const std::string component(longest += 17, 'c');
+  try {
+    if (qvsvGetTLStyleMessageIdentifier(component.c_str(), "key") != component + ":key") problem(outcome, "long identifier");
+  } catch (const std::bad_alloc&) {
+    ++outcome.outOfMemoryMarks;
+    if (std::string(qvsvGetTLStyleMessageIdentifier("a", "b")) != "a:b") problem(outcome, "the old buffer was lost");
+  }
 }
 
 void mergingScenario(Outcome& outcome) {
@@ -115,10 +132,10 @@ void mergingScenario(Outcome& outcome) {
   qvsvConcatenateDiagnostics(queue.ref(), create("Sweep:front"), true);
   qvsvConcatenateDiagnostics(queue.ref(), create("Sweep:end"), false);
   qvsvAddCandidateToErrorQueueFcn(queue.ref(), &outcome);
-  const std::string expected = "Sweep:front;Sweep:first[Sweep:cause;];Sweep:end;";
+  const std::string expected = "Sweep:front;Sweep:first#1[Sweep:cause;];Sweep:end;";
   checkTree(queue.get(), expected, outcome, "merged queue");
   Held copy(qvsvDuplicateDiagnostic(queue.get()));
-  checkTree(copy.get(), shape(queue.get()), outcome, "duplicate");
+  checkTree(copy.get(), shape(queue.get(), true), outcome, "duplicate");
   qvsv::SetMetaDataToLastDiagnostic(copy.ref(), u"sweep", qvsvArgumentValue(std::u16string(u"value")));
   qvsvSetHandlesInErrorQueueLastDiagnostic(std::vector<double>{4.0, 5.0}.data(), 2, copy.ref());
   qvsvConcatenateDiagnostics(queue.ref(), copy.ref(), true);
@@ -150,7 +167,7 @@ void lastItemScenario(Outcome& outcome) {
   Held replacement(create("Sweep:replacement", {8.5}));
   qvsvReplaceLastDiagnostic(queue.get(), replacement.ref());
   if (replacement.get() != nullptr) problem(outcome, "the replacement was kept");
-  checkTree(queue.get(), "Sweep:first;Sweep:replacement;", outcome, "after replacing the last item");
+  checkTree(queue.get(), "Sweep:first;Sweep:replacement#1;", outcome, "after replacing the last item");
   qvsvClearLastError(queue.ref());
   checkTree(queue.get(), "Sweep:first;", outcome, "after clearing the last item");
 }
@@ -203,6 +220,25 @@ void xmlScenario(Outcome& outcome) {
   Held again(qvsvRestoreDiagnosticFromXMLFragment(argumentForm.c_str()));
   if (!restoreFailed(again.get(), outcome) && shape(again.get()) != shape(withArguments.get())) {
     problem(outcome, "argument form restored as '" + shape(again.get()) + "'");
+  }
+}
+
+// --- The host-array form and host code raising what was reported. ---
+
+void arrayFormScenario(Outcome& outcome) {
+  // The tree is built once, unarmed by the first run's success: only the
+  // form's writing and reading are swept.
+  static qvsvDiagnosticImpl* const tree = RandomDiagnosticTree(31).build(2);
+  static const std::string expected = DumpDiagnostic(tree);
+  std::unique_ptr<txArray, void (*)(txArray*)> form(qvsvDiagnosticToArray(tree), txDestroyArray);
+  Held restored;
+  Held error(qvsvDiagnosticFromArray_NoThrow(form.get(), restored.ref()));
+  if (error.get() != nullptr) {
+    if (restored.get() != nullptr) problem(outcome, "a failed restore kept a diagnostic");
+    if (!qvsvCheckDiagnosticForMessageIdentifier(error.get(), kOutOfMemoryId, 0)) problem(outcome, "restore error");
+    ++outcome.outOfMemoryMarks;
+  } else if (DumpDiagnostic(restored.get()) != expected) {
+    problem(outcome, "the array form restored a different tree");
   }
 }
 
@@ -357,6 +393,7 @@ const std::vector<Scenario>& Scenarios() {
       {"FloatFormatter", 9, floatScenario, nullptr},
       {"FeatureAndHookReports", 10, reportsScenario, nullptr},
       {"Tracer", 11, tracerScenario, [] { QvTracerClearStat(); }},
+      {"ArrayForm", 13, arrayFormScenario, nullptr},
   };
   return all;
 }

@@ -76,32 +76,4 @@ TEST_F(TestingHooks, UnknownNameThrowsTheInvalidHookDiagnosticAndChangesNothing)
   }
 }
 
-class Exceptions : public DiagnosticsTest {};
-
-TEST_F(Exceptions, CopiesShareTheDiagnosticAndTheLastOneReleasesIt) {
-  qvsvDiagnosticImpl* diag = make("A:b", u"broken \u00E9");
-  {
-    qvsv::except::DiagnosticException original(diag);
-    EXPECT_EQ(diag, nullptr);
-    qvsv::except::DiagnosticException copy = original;
-    EXPECT_EQ(copy.diagnostic(), original.diagnostic());
-    EXPECT_STREQ(copy.what(), "broken \xC3\xA9");
-    EXPECT_EQ(copy.identifier(), "A:b");
-  }
-  // The fixture's leak check sees the release.
-}
-
-TEST_F(Exceptions, ThrownDiagnosticCanBeTakenOutToReport) {
-  qvsvDiagnosticImpl* taken = nullptr;
-  try {
-    qvsvDiagnosticImpl* diag = queueOf(2);
-    qvsv::except::ThrowDiagnostic(diag);
-  } catch (qvsv::except::DiagnosticException& e) {
-    EXPECT_EQ(e.identifier(), "Tessel:TException:MultipleErrors");
-    taken = e.takeDiagnostic();
-  }
-  EXPECT_EQ(qvsvGetNumItemsInDiagnostic(taken), 2);
-  qvsvDiscardDiagnostic(taken);
-}
-
 }  // namespace
