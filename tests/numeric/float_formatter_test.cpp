@@ -16,6 +16,7 @@
 #include "tests/numeric/comma_locale.hpp"
 #include "tests/numeric/formatter_access.hpp"
 #include "tests/numeric/literal_reference.hpp"
+#include "tests/support/test_support.hpp"
 
 namespace {
 
@@ -219,7 +220,7 @@ TEST_P(CustomSlots, AgreeWithLiteralProcedure) {
     auto settings = qvsv::test::ReferenceSettings::ForTarget(target);
     settings.formats[c.slot - PRECISION_DOUBLE] = c.format;
     std::mt19937_64 rng(static_cast<unsigned>(c.slot * 31 + target));
-    for (int i = 0; i < 3000; ++i) {
+    for (std::size_t i = 0; i < qvsv::test::Scaled(3000, 100); ++i) {
       const std::uint64_t bits =
           i % 2 ? rng() : (rng() & 0x800FFFFFFFFFFFFFu) | (std::uint64_t{1000 + rng() % 60} << 52);
       const double v = std::bit_cast<double>(bits);
