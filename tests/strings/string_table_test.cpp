@@ -33,14 +33,8 @@ class StringTable : public ::testing::Test {
   static qvsvStringTable& table() { return *qvsvStringTable::getInstance(); }
   static std::uint32_t refCount(const qvsvString& s) { return table().getRefCount(s); }
 
-  struct StatsRow {
-    std::u16string text;
-    double count;
-    bool operator==(const StatsRow&) const = default;
-  };
-  friend void PrintTo(const StatsRow& row, std::ostream* os) {
-    *os << "(" << qvsvToStdString(qvsvString(row.text)) << ", " << row.count << ")";
-  }
+  // Text and count, as the statistics list them.
+  using StatsRow = std::pair<std::u16string, double>;
 
   static std::vector<StatsRow> stats() {
     txArray* cell = qvsvStringTableDebug::getStats();

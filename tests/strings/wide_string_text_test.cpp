@@ -60,29 +60,20 @@ TEST(Spacing, NarrowCollapsingUsesTheCLocale) {
 
 // --- Ellipsis.
 
-struct EllipsisRow {
-  std::u16string text;
-  unsigned maxLength;
-  std::u16string expected;
-};
-
-class Ellipsis : public ::testing::TestWithParam<EllipsisRow> {};
-
-TEST_P(Ellipsis, CutsOnlyLongTextsToAtLeastFive) {
-  std::u16string s = GetParam().text;
-  qvsvStrAppendEllipsis(s, GetParam().maxLength);
-  EXPECT_EQ(s, GetParam().expected);
+TEST(Ellipsis, CutsOnlyTextsLongerThanTheLimitAndOnlyToFiveOrMore) {
+  const struct {
+    std::u16string text;
+    unsigned maxLength;
+    std::u16string expected;
+  } rows[] = {{u"0123456789", 8, u"01234..."}, {u"0123456789", 9, u"012345..."}, {u"0123456789", 10, u"0123456789"},
+              {u"0123456789", 5, u"01..."},    {u"0123456789", 4, u"0123456789"}, {u"0123456789", 0, u"0123456789"},
+              {u"012345", 5, u"01..."},        {u"01234", 5, u"01234"},           {u"", 5, u""}};
+  for (const auto& row : rows) {
+    std::u16string s = row.text;
+    qvsvStrAppendEllipsis(s, row.maxLength);
+    EXPECT_EQ(s, row.expected) << row.maxLength;
+  }
 }
-
-INSTANTIATE_TEST_SUITE_P(WideString, Ellipsis,
-                         ::testing::Values(EllipsisRow{u"0123456789", 8, u"01234..."},
-                                           EllipsisRow{u"0123456789", 9, u"012345..."},
-                                           EllipsisRow{u"0123456789", 10, u"0123456789"},
-                                           EllipsisRow{u"0123456789", 5, u"01..."},
-                                           EllipsisRow{u"0123456789", 4, u"0123456789"},
-                                           EllipsisRow{u"0123456789", 0, u"0123456789"},
-                                           EllipsisRow{u"012345", 5, u"01..."}, EllipsisRow{u"01234", 5, u"01234"},
-                                           EllipsisRow{u"", 5, u""}));
 
 // --- Splitting at escaped delimiters.
 
