@@ -4,6 +4,7 @@
 
 #include <bit>
 #include <charconv>
+#include <cctype>
 #include <cmath>
 #include <cstdint>
 #include <cstdlib>
@@ -151,6 +152,14 @@ INSTANTIATE_TEST_SUITE_P(
                       ConversionCase{"%n", kInvalid, 0}, ConversionCase{"%*G", kInvalid, 0},
                       ConversionCase{"%LG", kInvalid, 0}, ConversionCase{"%G%G", kInvalid, 0},
                       ConversionCase{"%.100G", kInvalid, 0}, ConversionCase{"plain", kInvalid, 0},
-                      ConversionCase{"%", kInvalid, 0}, ConversionCase{nullptr, kInvalid, 0}));
+                      ConversionCase{"%", kInvalid, 0}, ConversionCase{nullptr, kInvalid, 0}),
+    [](const auto& info) {
+      std::string name;
+      for (const char c : std::string(info.param.format == nullptr ? "null" : std::string(info.param.format))) {
+        name += std::isalnum(static_cast<unsigned char>(c)) ? std::string(1, c)
+                : c == '.' ? "p" : c == '+' ? "plus" : c == '-' ? "minus" : c == '#' ? "alt" : c == '%' ? "" : "_";
+      }
+      return name + "_" + std::to_string(info.index);
+    });
 
 }  // namespace

@@ -4,6 +4,7 @@
 
 #include <bit>
 #include <cfloat>
+#include <cctype>
 #include <cmath>
 #include <cstdint>
 #include <cstring>
@@ -66,7 +67,16 @@ INSTANTIATE_TEST_SUITE_P(
         TargetCase{12, false, 2.5e7, "2.5E+7"}, TargetCase{12, true, 1e6, "1.0E+6"},
         TargetCase{13, false, 0.1, "0.10000000000000001"}, TargetCase{99, false, 1.0, "1"},
         TargetCase{-1, true, 0.1, "0.1000000015"}, TargetCase{14, false, 123456789.0, "1.23457E+08"},
-        TargetCase{14, false, kInf, "INF"}));
+        TargetCase{14, false, kInf, "INF"}),
+    [](const auto& info) {
+      std::string name;
+      for (const char c : std::string("Target" + std::to_string(info.param.target) + (info.param.single ? "_single_" : "_double_") +
+                         info.param.expected)) {
+        name += std::isalnum(static_cast<unsigned char>(c)) ? std::string(1, c)
+                : c == '.' ? "p" : c == '+' ? "plus" : c == '-' ? "minus" : c == '#' ? "alt" : c == '%' ? "" : "_";
+      }
+      return name + "_" + std::to_string(info.index);
+    });
 
 // ---------------------------------------------------------------------------
 // Settings
