@@ -1,5 +1,5 @@
-// The formatter's targets, settings and helpers as behaviour: fixed texts per
-// target, trimming, what setTarget resets, copies, and bad input.
+// The formatter's targets, settings and helpers as behaviour: anchor texts per
+// target, what setTarget resets, copies, custom formats, and bad input.
 #include <gtest/gtest.h>
 
 #include <bit>
@@ -149,31 +149,6 @@ TEST(StaticFormatters, AreTargetsOneAndFourteen) {
   char text[QvfrgFltToAscii::kBufferSize];
   std::snprintf(text, sizeof text, "%G", kInf);
   EXPECT_EQ(Written(QvfrgFltToAscii::legacyFormatter, kInf), text);
-}
-
-// ---------------------------------------------------------------------------
-// Trimming
-
-TEST(Trimming, HelpersKeepOneDigitAfterThePointAndOneExponentDigit) {
-  QvfrgFltToAscii f(TARGET_DEFAULT);
-  EXPECT_EQ(Access::removeTrailingZeros(f, "1.2500"), "1.25");
-  EXPECT_EQ(Access::removeTrailingZeros(f, "1.000"), "1.0");
-  EXPECT_EQ(Access::removeTrailingZeros(f, "0"), "0");
-  EXPECT_EQ(Access::removeTrailingZeros(f, "1.2500E+7", 'E'), "1.25E+7");
-  for (const auto& [in, out] : {std::pair("1.0E+010", "1.0E+10"), {"1.0E-005", "1.0E-5"}, {"1.0E+000", "1.0E+0"},
-                                {"1.0E+100", "1.0E+100"}, {"1.0e-07", "1.0e-7"}}) {
-    EXPECT_EQ(Access::removeExtraZerosAfterE(f, in), out);
-  }
-  EXPECT_EQ(Access::removeRedundantZeroDigits(f, "1.00000000000000"), "1.0");
-  EXPECT_EQ(Access::removeRedundantZeroDigits(f, "100."), "100.0");
-  EXPECT_EQ(Access::removeRedundantZeroDigits(f, "2.50000000000000E+007"), "2.5E+7");
-  Access::setEnsureBeingFloatingPoint(f, false);
-  EXPECT_EQ(Access::removeRedundantZeroDigits(f, "3.000"), "3");
-  EXPECT_EQ(Access::removeRedundantZeroDigits(f, "100."), "100");
-  EXPECT_EQ(Access::removeRedundantZeroDigits(f, "1.00000E+20"), "1.0E+20");
-  EXPECT_EQ(Access::removeRedundantZeroDigits(f, "0.0"), "0");
-  f.setRemoveExtraZeroAfterSymbolE(false);
-  EXPECT_EQ(Access::removeRedundantZeroDigits(f, "2.50000E+07"), "2.5E+07");
 }
 
 // ---------------------------------------------------------------------------
