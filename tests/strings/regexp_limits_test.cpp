@@ -3,6 +3,7 @@
 // tell that failure from a genuine no-match.
 #include <gtest/gtest.h>
 
+#include <cstdint>
 #include <functional>
 #include <stdexcept>
 #include <string>
@@ -198,6 +199,8 @@ TEST(RegexpLimitsApi, BadLimitsThrowNamingTheValue) {
   regex re(u"a");
   expectThrowNaming([&] { re.setLimits({-7ms, 0}); }, "-7");
   EXPECT_EQ(defaultLimits(), match_limits{}) << "a refused value changes nothing";
+  const ScopedDefaultLimits largest({1ms, std::size_t{INT32_MAX}});
+  EXPECT_EQ(defaultLimits().stack_bytes, std::size_t{INT32_MAX}) << "the largest stack is taken";
 }
 
 TEST(RegexpStatus, RegexKeepsBadPatternAndClearsAfterARecoveredWalk) {
