@@ -113,8 +113,9 @@ TEST(SignificantDigits, MatchToCharsOnTiesAndBoundaries) {
       for (int count = 1; count <= 17; ++count) CheckValue(v, count, undecided);
     }
   }
-  // Integers whose next digit is an exact five.
-  for (double v : {1234565.0, 12345650.0, 1000000000000000.5, 1234567890123456.5, 0.125, 0.0}) {
+  // Integers whose next digit is an exact five, after an even and after an odd digit.
+  for (double v : {1234565.0, 12345650.0, 1234575.0, 12345750.0, 1000000000000000.5, 1234567890123456.5,
+                   1234567890123457.5, 0.125, 0.375, 0.0}) {
     for (int count = 1; count <= 17; ++count) CheckValue(v, count, undecided);
   }
 }
