@@ -7,7 +7,6 @@
 
 #include "fuzz/fuzz_support.hpp"
 #include "qv_services/diagnostic_creation.hpp"
-#include "qv_services/module.hpp"
 #include "qv_services/renderings.hpp"
 #include "tessel/catalog.hpp"
 #include "tessel/foundation.hpp"
@@ -37,11 +36,7 @@ qvsvArgumentVector arguments(FuzzedDataProvider& in) {
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-  static const bool initialized = [] {
-    TLInitialize_qv_services();
-    return true;
-  }();
-  (void)initialized;
+  qvsv::fuzz::InitializeLibraryOnce();
 
   FuzzedDataProvider in(data, size);
   const bool madeUp = in.ConsumeIntegral<std::uint8_t>() < 64;
@@ -54,28 +49,20 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   const std::string catalog = colon == std::string::npos ? std::string() : identifier.substr(0, colon);
   const std::string key = colon == std::string::npos ? identifier : identifier.substr(colon + 1);
   const resource_core::BaseMsgID id(catalog, key, args);
-  try {
-    (void)resource_core::GetMessageText(id, locale);
-  } catch (const resource_core::CatalogError&) {
-  }
-  try {
-    (void)MutableBaseMsgID::getMessageFromCatalog(identifier, args, in.ConsumeBool());
-  } catch (const resource_core::CatalogError&) {
-  } catch (const std::invalid_argument&) {
-  }
+  using resource_core::CatalogError;
+  qvsv::fuzz::Tolerating<CatalogError>([&] { (void)resource_core::GetMessageText(id, locale); });
+  const bool flag = in.ConsumeBool();
+  qvsv::fuzz::Tolerating<CatalogError, std::invalid_argument>(
+      [&] { (void)MutableBaseMsgID::getMessageFromCatalog(identifier, args, flag); });
   // The no-throw form answers every identifier with some text.
   (void)MutableBaseMsgID::getMessageFromCatalog_NoThrow(identifier, args);
 
-  {
-    const tessel::ScopedGlobalLocale scoped(locale);
-    try {
-      qvsvDiagnosticImpl* diag = qvsvCreateDiagnosticFromMessageID(id);
-      Check(diag != nullptr, "creation gave no diagnostic");
-      (void)qvsvSerializeToHTMLCreate(diag, true);
-      (void)qvsvSerializeDiagnosticAsPlainString(diag);
-    } catch (const resource_core::CatalogError&) {
-    } catch (const std::invalid_argument&) {
-    }
-  }
+  const tessel::ScopedGlobalLocale scoped(locale);
+  qvsv::fuzz::Tolerating<CatalogError, std::invalid_argument>([&] {
+    qvsvDiagnosticImpl* diag = qvsvCreateDiagnosticFromMessageID(id);
+    Check(diag != nullptr, "creation gave no diagnostic");
+    (void)qvsvSerializeToHTMLCreate(diag, true);
+    (void)qvsvSerializeDiagnosticAsPlainString(diag);
+  });
   return 0;
 }

@@ -36,11 +36,10 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   const bool fromStdin = (flags & 8) != 0;
   const std::string values = in.ConsumeRemainingBytesAsString();
 
-  FILE* input = nullptr;
   FILE* const savedStdin = stdin;
   if (fromStdin) {
-    if (values.empty()) return 0;
-    input = fmemopen(const_cast<char*>(values.data()), values.size(), "r");
+    if (values.empty()) return 0;  // fmemopen refuses an empty buffer
+    FILE* const input = fmemopen(const_cast<char*>(values.data()), values.size(), "r");
     if (input == nullptr) return 0;
     stdin = input;
   } else {
@@ -50,15 +49,11 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     }
     args.push_back(values.substr(start));
   }
-  try {
-    (void)floatCommand().run(args);
-  } catch (const qvsv::tool::InputError&) {
-  } catch (const qvsv::tool::UsageError&) {
-  }
+  qvsv::fuzz::Tolerating<qvsv::tool::InputError, qvsv::tool::UsageError>([&] { (void)floatCommand().run(args); });
   std::fflush(stdout);
-  if (input != nullptr) {
+  if (stdin != savedStdin) {
+    std::fclose(stdin);
     stdin = savedStdin;
-    std::fclose(input);
   }
   return 0;
 }

@@ -9,6 +9,7 @@
 #include <string>
 
 #include "qv_services/conversions.hpp"
+#include "qv_services/module.hpp"
 
 namespace qvsv::fuzz {
 
@@ -18,6 +19,25 @@ inline void Check(bool holds, const char* what) {
   if (!holds) {
     std::fprintf(stderr, "fuzz property broken: %s\n", what);
     std::abort();
+  }
+}
+
+// Loads the library (its catalogues) on the first input.
+inline void InitializeLibraryOnce() {
+  static const bool initialized = (TLInitialize_qv_services(), true);
+  (void)initialized;
+}
+
+// Runs fn, taking the exceptions listed as answers rather than findings.
+template <typename First, typename... Rest, typename Fn>
+void Tolerating(Fn fn) {
+  try {
+    if constexpr (sizeof...(Rest) == 0) {
+      fn();
+    } else {
+      Tolerating<Rest...>(fn);
+    }
+  } catch (const First&) {
   }
 }
 

@@ -4,16 +4,12 @@
 #include <cstdint>
 #include <string>
 
-#include "qv_services/module.hpp"
+#include "fuzz/fuzz_support.hpp"
 #include "qv_services/renderings.hpp"
 #include "qv_services/xml_form.hpp"
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-  static const bool initialized = [] {
-    TLInitialize_qv_services();
-    return true;
-  }();
-  (void)initialized;
+  qvsv::fuzz::InitializeLibraryOnce();
   // Half the inputs get the root tag in front, so the parser sees them.
   std::string text(reinterpret_cast<const char*>(data), size);
   if (size > 0 && (data[0] & 1) != 0) text = "<diag_root>" + text.substr(1);

@@ -4,6 +4,7 @@
 
 #include <bit>
 #include <charconv>
+#include <cctype>
 #include <cmath>
 #include <cstdint>
 #include <cstdlib>
@@ -112,8 +113,9 @@ TEST(SignificantDigits, MatchToCharsOnTiesAndBoundaries) {
       for (int count = 1; count <= 17; ++count) CheckValue(v, count, undecided);
     }
   }
-  // Integers whose next digit is an exact five.
-  for (double v : {1234565.0, 12345650.0, 1000000000000000.5, 1234567890123456.5, 0.125, 0.0}) {
+  // Integers whose next digit is an exact five, after an even and after an odd digit.
+  for (double v : {1234565.0, 12345650.0, 1234575.0, 12345750.0, 1000000000000000.5, 1234567890123456.5,
+                   1234567890123457.5, 0.125, 0.375, 0.0}) {
     for (int count = 1; count <= 17; ++count) CheckValue(v, count, undecided);
   }
 }
@@ -135,29 +137,30 @@ TEST_P(FormatParsing, ClassifiesTheConversion) {
   }
 }
 
+constexpr auto kEmulated = PrintfConversion::kEmulated;
+constexpr auto kCLibrary = PrintfConversion::kCLibrary;
+constexpr auto kInvalid = PrintfConversion::kInvalid;
+
 INSTANTIATE_TEST_SUITE_P(
     Formats, FormatParsing,
-    ::testing::Values(ConversionCase{"%#.15G", PrintfConversion::kEmulated, 15},
-                      ConversionCase{"%+#.9e", PrintfConversion::kEmulated, 10},
-                      ConversionCase{"%G", PrintfConversion::kEmulated, 6},
-                      ConversionCase{"%.0g", PrintfConversion::kEmulated, 1},
-                      ConversionCase{"%.E", PrintfConversion::kEmulated, 1},
-                      ConversionCase{"%.16E", PrintfConversion::kEmulated, 17},
-                      ConversionCase{"%.17E", PrintfConversion::kCLibrary, 0},
-                      ConversionCase{"%.18G", PrintfConversion::kCLibrary, 0},
-                      ConversionCase{"%10G", PrintfConversion::kCLibrary, 0},
-                      ConversionCase{"%lG", PrintfConversion::kCLibrary, 0},
-                      ConversionCase{"%f", PrintfConversion::kCLibrary, 0},
-                      ConversionCase{"%a", PrintfConversion::kCLibrary, 0},
-                      ConversionCase{"v=%G%%", PrintfConversion::kCLibrary, 0},
-                      ConversionCase{"%s", PrintfConversion::kInvalid, 0},
-                      ConversionCase{"%n", PrintfConversion::kInvalid, 0},
-                      ConversionCase{"%*G", PrintfConversion::kInvalid, 0},
-                      ConversionCase{"%LG", PrintfConversion::kInvalid, 0},
-                      ConversionCase{"%G%G", PrintfConversion::kInvalid, 0},
-                      ConversionCase{"%.100G", PrintfConversion::kInvalid, 0},
-                      ConversionCase{"plain", PrintfConversion::kInvalid, 0},
-                      ConversionCase{"%", PrintfConversion::kInvalid, 0},
-                      ConversionCase{nullptr, PrintfConversion::kInvalid, 0}));
+    ::testing::Values(ConversionCase{"%#.15G", kEmulated, 15}, ConversionCase{"%+#.9e", kEmulated, 10},
+                      ConversionCase{"%G", kEmulated, 6}, ConversionCase{"%.0g", kEmulated, 1},
+                      ConversionCase{"%.E", kEmulated, 1}, ConversionCase{"%.16E", kEmulated, 17},
+                      ConversionCase{"%.17E", kCLibrary, 0}, ConversionCase{"%.18G", kCLibrary, 0},
+                      ConversionCase{"%10G", kCLibrary, 0}, ConversionCase{"%lG", kCLibrary, 0},
+                      ConversionCase{"%f", kCLibrary, 0}, ConversionCase{"%a", kCLibrary, 0},
+                      ConversionCase{"v=%G%%", kCLibrary, 0}, ConversionCase{"%s", kInvalid, 0},
+                      ConversionCase{"%n", kInvalid, 0}, ConversionCase{"%*G", kInvalid, 0},
+                      ConversionCase{"%LG", kInvalid, 0}, ConversionCase{"%G%G", kInvalid, 0},
+                      ConversionCase{"%.100G", kInvalid, 0}, ConversionCase{"plain", kInvalid, 0},
+                      ConversionCase{"%", kInvalid, 0}, ConversionCase{nullptr, kInvalid, 0}),
+    [](const auto& info) {
+      std::string name;
+      for (const char c : std::string(info.param.format == nullptr ? "null" : std::string(info.param.format))) {
+        name += std::isalnum(static_cast<unsigned char>(c)) ? std::string(1, c)
+                : c == '.' ? "p" : c == '+' ? "plus" : c == '-' ? "minus" : c == '#' ? "alt" : c == '%' ? "" : "_";
+      }
+      return name + "_" + std::to_string(info.index);
+    });
 
 }  // namespace

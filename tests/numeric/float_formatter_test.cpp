@@ -1,9 +1,10 @@
-// The formatter's targets, settings and helpers as behaviour: fixed texts per
-// target, trimming, what setTarget resets, copies, and bad input.
+// The formatter's targets, settings and helpers as behaviour: anchor texts per
+// target, what setTarget resets, copies, custom formats, and bad input.
 #include <gtest/gtest.h>
 
 #include <bit>
 #include <cfloat>
+#include <cctype>
 #include <cmath>
 #include <cstdint>
 #include <cstring>
@@ -16,6 +17,7 @@
 #include "tests/numeric/comma_locale.hpp"
 #include "tests/numeric/formatter_access.hpp"
 #include "tests/numeric/literal_reference.hpp"
+#include "tests/support/test_support.hpp"
 
 namespace {
 
@@ -27,9 +29,8 @@ constexpr double kNaN = std::numeric_limits<double>::quiet_NaN();
 constexpr float kInfF = std::numeric_limits<float>::infinity();
 constexpr float kNaNF = std::numeric_limits<float>::quiet_NaN();
 
-// ---------------------------------------------------------------------------
-// One table of (target, value, text) covering every target.
-
+// A few texts per target pin the literal procedure (which the reference test
+// holds every target to, value for value) to the documented forms.
 struct TargetCase {
   int target;
   bool single;
@@ -52,60 +53,30 @@ TEST_P(TargetTable, WritesExpectedText) {
 INSTANTIATE_TEST_SUITE_P(
     EveryTarget, TargetTable,
     ::testing::Values(
-        // 0: plain "%.17G" / "%.10G", non-finite values as sprintf prints them.
-        TargetCase{0, false, 0.1, "0.10000000000000001"}, TargetCase{0, false, 1.0, "1"},
-        TargetCase{0, false, 1e20, "1E+20"}, TargetCase{0, true, 0.1, "0.1000000015"},
-        TargetCase{0, false, kInf, "INF"}, TargetCase{0, false, -kNaN, "-NAN"},
-        // 1: the default compact form.
-        TargetCase{1, false, 0.1, "0.1"}, TargetCase{1, false, 1.0, "1.0"},
-        TargetCase{1, false, 0.1 + 0.2, "0.30000000000000004"}, TargetCase{1, false, 1e20, "1.0E+20"},
-        TargetCase{1, false, -0.0, "-0.0"}, TargetCase{1, false, kInf, "Inf"}, TargetCase{1, false, -kInf, "-Inf"},
-        TargetCase{1, false, 1e-5, "1.0E-5"}, TargetCase{1, false, 1e14, "100000000000000.0"},
-        TargetCase{1, false, 123456789012345678.0, "1.2345678901234568E+17"},
-        TargetCase{1, true, 0.1, "0.1"}, TargetCase{1, true, FLT_MAX, "3.402823466E+38"},
-        TargetCase{1, true, 16777217.0, "16777216.0"}, TargetCase{1, true, kNaN, "NaN"},
-        // 2: plain exponent "%.16E" / "%.9E".
-        TargetCase{2, false, 0.1, "1.0000000000000001E-01"}, TargetCase{2, true, 0.1, "1.000000015E-01"},
-        TargetCase{2, false, -kInf, "-INF"},
-        // 3: compact exponent form.
-        TargetCase{3, false, 0.1, "1.0E-1"}, TargetCase{3, false, 1234.5, "1.2345E+3"},
-        TargetCase{3, false, 0.1 + 0.2, "3.0000000000000004E-1"}, TargetCase{3, true, 0.1, "1.0E-1"},
-        TargetCase{3, true, -FLT_MAX, "-3.402823466E+38"}, TargetCase{3, false, 1e-300, "1.0E-300"},
-        // 4: lower case.
-        TargetCase{4, false, 1e20, "1.0e+20"}, TargetCase{4, false, 1e-5, "1.0e-5"}, TargetCase{4, false, 0.5, "0.5"},
-        TargetCase{4, false, 2.0, "2.0"},
-        // 5: generated code, concise; the 1e6 switch; singles suffixed.
-        TargetCase{5, false, 2.5e7, "2.5E+7"}, TargetCase{5, true, 0.1, "0.1F"},
+        TargetCase{0, false, 0.1, "0.10000000000000001"}, TargetCase{0, true, 0.1, "0.1000000015"},
+        TargetCase{0, false, -kNaN, "-NAN"}, TargetCase{1, false, 0.1, "0.1"}, TargetCase{1, false, 1e20, "1.0E+20"},
+        TargetCase{1, false, -0.0, "-0.0"}, TargetCase{1, true, FLT_MAX, "3.402823466E+38"},
+        TargetCase{1, true, 16777217.0, "16777216.0"}, TargetCase{2, false, 0.1, "1.0000000000000001E-01"},
+        TargetCase{2, true, 0.1, "1.000000015E-01"}, TargetCase{3, false, 1234.5, "1.2345E+3"},
+        TargetCase{3, true, -FLT_MAX, "-3.402823466E+38"}, TargetCase{4, false, 1e-5, "1.0e-5"},
         TargetCase{5, false, 999999.0, "999999.0"}, TargetCase{5, false, 1e6, "1.0E+6"},
-        TargetCase{5, true, 999999.0, "999999.0F"}, TargetCase{5, true, 1e6, "1.0E+6F"},
-        TargetCase{5, false, kInf, "rtInf"}, TargetCase{5, false, -kInf, "rtMinusInf"},
-        TargetCase{5, true, kInf, "rtInfF"}, TargetCase{5, true, -kInf, "rtMinusInfF"},
-        TargetCase{5, true, kNaN, "rtNaNF"}, TargetCase{5, true, FLT_MAX, "3.402823466E+38F"},
-        // 6: generated code, always exponent form.
-        TargetCase{6, false, 0.5, "5.0E-1"}, TargetCase{6, true, 0.5, "5.0E-1F"}, TargetCase{6, false, kNaN, "rtNaN"},
-        // 7 and 8: signed.
-        TargetCase{7, false, 1.0, "+1.0"}, TargetCase{7, false, -1.0, "-1.0"}, TargetCase{7, false, kNaN, "+rtNaN"},
-        TargetCase{7, true, kInf, "+rtInfF"}, TargetCase{7, true, -kInf, "-rtInfF"}, TargetCase{7, false, 0.0, "+0.0"},
-        TargetCase{8, false, 1.0, "+1.0E+0"}, TargetCase{8, true, -2.5e7, "-2.5E+7F"},
-        // 9: no suffix; 10: no suffix and no forced ".0".
-        TargetCase{9, false, 3.0, "3.0"}, TargetCase{9, true, 3.0, "3.0"}, TargetCase{9, true, kInf, "rtInf"},
-        TargetCase{10, false, 3.0, "3"}, TargetCase{10, true, 2.5, "2.5"}, TargetCase{10, true, kInf, "rtInf"},
-        TargetCase{10, false, 1e20, "1.0E+20"}, TargetCase{10, false, -0.0, "-0"},
-        // 11: lower case without a forced ".0" (1.0E+20 style keeps its ".0").
-        TargetCase{11, false, 1.0, "1"}, TargetCase{11, false, 1e20, "1.0e+20"}, TargetCase{11, false, 0.25, "0.25"},
-        // 12: saving variables: fixed formats, no '#' below 1e6.
-        TargetCase{12, false, 0.1, "0.1"}, TargetCase{12, false, 1.0, "1"},
-        TargetCase{12, false, 0.1 + 0.2, "0.30000000000000004"}, TargetCase{12, false, 1e-5, "1E-5"},
-        TargetCase{12, false, 2.5e7, "2.5E+7"}, TargetCase{12, false, 1e20, "1.0E+20"},
-        TargetCase{12, true, FLT_MAX, "3.402823466E+38"}, TargetCase{12, true, 1e6, "1.0E+6"},
-        TargetCase{12, true, 0.1, "0.1"}, TargetCase{12, false, -kInf, "-Inf"},
-        // 13 and unknown numbers: plain.
+        TargetCase{5, true, 0.1, "0.1F"}, TargetCase{5, true, -kInf, "rtMinusInfF"}, TargetCase{6, true, 0.5, "5.0E-1F"},
+        TargetCase{7, false, kNaN, "+rtNaN"}, TargetCase{7, false, 0.0, "+0.0"}, TargetCase{8, true, -2.5e7, "-2.5E+7F"},
+        TargetCase{9, true, 3.0, "3.0"}, TargetCase{10, false, 3.0, "3"}, TargetCase{10, true, kInf, "rtInf"},
+        TargetCase{11, false, 1e20, "1.0e+20"}, TargetCase{12, false, 1.0, "1"}, TargetCase{12, false, 1e-5, "1E-5"},
+        TargetCase{12, false, 2.5e7, "2.5E+7"}, TargetCase{12, true, 1e6, "1.0E+6"},
         TargetCase{13, false, 0.1, "0.10000000000000001"}, TargetCase{99, false, 1.0, "1"},
-        TargetCase{-1, true, 0.1, "0.1000000015"},
-        // 14: legacy "%G".
-        TargetCase{14, false, 0.1, "0.1"}, TargetCase{14, false, 1e20, "1E+20"},
-        TargetCase{14, false, 123456789.0, "1.23457E+08"}, TargetCase{14, true, 0.1, "0.1"},
-        TargetCase{14, false, kInf, "INF"}));
+        TargetCase{-1, true, 0.1, "0.1000000015"}, TargetCase{14, false, 123456789.0, "1.23457E+08"},
+        TargetCase{14, false, kInf, "INF"}),
+    [](const auto& info) {
+      std::string name;
+      for (const char c : std::string("Target" + std::to_string(info.param.target) + (info.param.single ? "_single_" : "_double_") +
+                         info.param.expected)) {
+        name += std::isalnum(static_cast<unsigned char>(c)) ? std::string(1, c)
+                : c == '.' ? "p" : c == '+' ? "plus" : c == '-' ? "minus" : c == '#' ? "alt" : c == '%' ? "" : "_";
+      }
+      return name + "_" + std::to_string(info.index);
+    });
 
 // ---------------------------------------------------------------------------
 // Settings
@@ -117,12 +88,12 @@ TEST(FormatterSettings, DefaultsAreTheDocumentedOnes) {
   EXPECT_FALSE(f.getTreatMinusZeroAsZero());
   EXPECT_TRUE(f.getEnsureBeingFloatingPoint());
   EXPECT_TRUE(f.getRemoveExtraZeroAfterSymbolE());
-  EXPECT_STREQ(f.getInfSymbol(), "Inf");
-  EXPECT_STREQ(f.getMinusInfSymbol(), "-Inf");
-  EXPECT_STREQ(f.getNaNSymbol(), "NaN");
-  EXPECT_STREQ(f.getSingleInfSymbol(), "Inf");
+  for (const char* symbol : {f.getInfSymbol(), f.getMinusInfSymbol() + 1, f.getSingleInfSymbol()}) {
+    EXPECT_STREQ(symbol, "Inf");
+  }
   EXPECT_STREQ(f.getSingleMinusInfSymbol(), "-Inf");
-  EXPECT_STREQ(f.getSingleNaNSymbol(), "NaN");
+  EXPECT_STREQ(f.getNaNSymbol(), f.getSingleNaNSymbol());
+  EXPECT_STREQ(f.getNaNSymbol(), "NaN");
   EXPECT_EQ(Written(f, 0.1), "0.10000000000000001");  // target 0
 }
 
@@ -154,16 +125,6 @@ TEST(FormatterSettings, SetTargetResetsEverySettingFirst) {
   EXPECT_EQ(Written(f, 0.5f), "0.5");  // no suffix left over from target 5
 }
 
-TEST(FormatterSettings, ExponentZerosStayWhenRemovalIsOff) {
-  QvfrgFltToAscii f(TARGET_DEFAULT);
-  f.setRemoveExtraZeroAfterSymbolE(false);
-  EXPECT_FALSE(f.getRemoveExtraZeroAfterSymbolE());
-  EXPECT_EQ(Written(f, 1e20), "1.0E+20");
-  EXPECT_EQ(Written(f, 1e-5), "1.0E-05");
-  EXPECT_EQ(Written(f, 1e100), "1.0E+100");
-  EXPECT_EQ(Written(f, 2.5e-7f), "2.5E-07");
-}
-
 TEST(FormatterCopies, BehaveLikeTheirSourceAndStayIndependent) {
   QvfrgFltToAscii source(TARGET_WEFT_CONCISE_SIGNED);
   source.setRemoveExtraZeroAfterSymbolE(false);
@@ -188,41 +149,6 @@ TEST(StaticFormatters, AreTargetsOneAndFourteen) {
   char text[QvfrgFltToAscii::kBufferSize];
   std::snprintf(text, sizeof text, "%G", kInf);
   EXPECT_EQ(Written(QvfrgFltToAscii::legacyFormatter, kInf), text);
-}
-
-// ---------------------------------------------------------------------------
-// Trimming
-
-TEST(Trimming, TrailingZerosKeepOneDigitAfterThePoint) {
-  const QvfrgFltToAscii f;
-  EXPECT_EQ(Access::removeTrailingZeros(f, "1.2500"), "1.25");
-  EXPECT_EQ(Access::removeTrailingZeros(f, "1.000"), "1.0");
-  EXPECT_EQ(Access::removeTrailingZeros(f, "1.2500E+7", 'E'), "1.25E+7");
-  EXPECT_EQ(Access::removeTrailingZeros(f, "1.25"), "1.25");
-  EXPECT_EQ(Access::removeTrailingZeros(f, "0"), "0");
-}
-
-TEST(Trimming, ExponentLosesLeadingZerosButKeepsOne) {
-  const QvfrgFltToAscii f;
-  EXPECT_EQ(Access::removeExtraZerosAfterE(f, "1.0E+010"), "1.0E+10");
-  EXPECT_EQ(Access::removeExtraZerosAfterE(f, "1.0E-005"), "1.0E-5");
-  EXPECT_EQ(Access::removeExtraZerosAfterE(f, "1.0E+000"), "1.0E+0");
-  EXPECT_EQ(Access::removeExtraZerosAfterE(f, "1.0E+100"), "1.0E+100");
-  EXPECT_EQ(Access::removeExtraZerosAfterE(f, "1.0e-07"), "1.0e-7");
-}
-
-TEST(Trimming, RedundantZeroDigitsFollowTheSettings) {
-  QvfrgFltToAscii f(TARGET_DEFAULT);
-  EXPECT_EQ(Access::removeRedundantZeroDigits(f, "1.00000000000000"), "1.0");
-  EXPECT_EQ(Access::removeRedundantZeroDigits(f, "100."), "100.0");
-  EXPECT_EQ(Access::removeRedundantZeroDigits(f, "2.50000000000000E+007"), "2.5E+7");
-  Access::setEnsureBeingFloatingPoint(f, false);
-  EXPECT_EQ(Access::removeRedundantZeroDigits(f, "3.000"), "3");
-  EXPECT_EQ(Access::removeRedundantZeroDigits(f, "100."), "100");
-  EXPECT_EQ(Access::removeRedundantZeroDigits(f, "1.00000E+20"), "1.0E+20");
-  EXPECT_EQ(Access::removeRedundantZeroDigits(f, "0.0"), "0");
-  f.setRemoveExtraZeroAfterSymbolE(false);
-  EXPECT_EQ(Access::removeRedundantZeroDigits(f, "2.50000E+07"), "2.5E+07");
 }
 
 // ---------------------------------------------------------------------------
@@ -279,7 +205,7 @@ TEST_P(CustomSlots, AgreeWithLiteralProcedure) {
     auto settings = qvsv::test::ReferenceSettings::ForTarget(target);
     settings.formats[c.slot - PRECISION_DOUBLE] = c.format;
     std::mt19937_64 rng(static_cast<unsigned>(c.slot * 31 + target));
-    for (int i = 0; i < 3000; ++i) {
+    for (std::size_t i = 0; i < qvsv::test::Scaled(3000, 100); ++i) {
       const std::uint64_t bits =
           i % 2 ? rng() : (rng() & 0x800FFFFFFFFFFFFFu) | (std::uint64_t{1000 + rng() % 60} << 52);
       const double v = std::bit_cast<double>(bits);
@@ -379,20 +305,6 @@ TEST(BadInput, NoWriterPassesSixtyFourBytes) {
   EXPECT_EQ(std::string(text), std::string(QvfrgFltToAscii::kMaxSymbolLength, 'S') + "F");
   formatters[5].writeSingleFlt(text, kNaNF);
   EXPECT_STREQ(text, "F");  // an empty symbol, suffixed
-}
-
-TEST(NaNs, EveryPayloadAndSignGivesTheSymbolInCompactWriters) {
-  const QvfrgFltToAscii weft(TARGET_WEFT_CONCISE);
-  for (std::uint64_t bits : {0x7FF8000000000000u, 0xFFF8000000000000u, 0x7FF0000000000001u, 0xFFFFFFFFFFFFFFFFu}) {
-    EXPECT_EQ(Written(weft, std::bit_cast<double>(bits)), "rtNaN");
-    EXPECT_EQ(Written(QvfrgFltToAscii::defaultFormatter, std::bit_cast<double>(bits)), "NaN");
-  }
-  for (std::uint32_t bits : {0x7FC00000u, 0xFFC00000u, 0x7F800001u, 0xFFFFFFFFu}) {
-    EXPECT_EQ(Written(weft, std::bit_cast<float>(bits)), "rtNaNF");
-  }
-  // The plain writers print what sprintf prints, sign included.
-  EXPECT_EQ(Written(QvfrgFltToAscii(TARGET_PLAIN), std::bit_cast<double>(std::uint64_t{0xFFF8000000000001})), "-NAN");
-  EXPECT_EQ(Written(QvfrgFltToAscii(TARGET_PLAIN), std::bit_cast<float>(std::uint32_t{0x7FC00001})), "NAN");
 }
 
 TEST(NaNs, NonfiniteWriterLeavesFiniteValuesUntouched) {

@@ -2,7 +2,6 @@
 // that other modules of the product reach the same way.
 #pragma once
 
-#include <cstring>
 #include <string>
 
 #include "qv_services/float_formatter.hpp"
@@ -27,28 +26,6 @@ struct QvfrgFltToAsciiAccess {
   }
   static bool writeNonfinite(const QvfrgFltToAscii& f, char* dst, double v) {
     return f.writeNonfiniteFloatingPoint(dst, v);
-  }
-
-  // The trimming helpers on a copy of `text`; `endAt` (when found) marks the
-  // end that removeTrailingZeros and removeExtraZerosAfterE are given.
-  static std::string removeTrailingZeros(const QvfrgFltToAscii& f, std::string text, char endAt = '\0') {
-    text.resize(text.size() + 2, '\0');
-    char* s = text.data();
-    char* end = endAt != '\0' && std::strchr(s, endAt) ? std::strchr(s, endAt) : s + std::strlen(s);
-    f.removeTrailingZeros(s, end);
-    return s;
-  }
-  static std::string removeExtraZerosAfterE(const QvfrgFltToAscii& f, std::string text) {
-    text.resize(text.size() + 2, '\0');
-    char* s = text.data();
-    char* e = std::strpbrk(s, "Ee");
-    f.removeExtraZerosAfterE(e, e == nullptr ? nullptr : e + std::strlen(e));
-    return s;
-  }
-  static std::string removeRedundantZeroDigits(const QvfrgFltToAscii& f, std::string text) {
-    text.resize(text.size() + 2, '\0');
-    f.removeRedundantZeroDigits(text.data());
-    return text.c_str();
   }
 };
 

@@ -93,16 +93,10 @@ struct ReferenceSettings {
 
 namespace reference {
 
-inline bool ExponentAllOnes(double v) {
-  std::uint64_t bits;
-  std::memcpy(&bits, &v, sizeof bits);
-  return ((bits >> 52) & 0x7FF) == 0x7FF;
-}
-
-inline bool ExponentAllOnes(float v) {
-  std::uint32_t bits;
-  std::memcpy(&bits, &v, sizeof bits);
-  return ((bits >> 23) & 0xFF) == 0xFF;
+// An exponent of all ones: infinity or NaN.
+template <typename T>
+bool ExponentAllOnes(T v) {
+  return !std::isfinite(v);
 }
 
 // Round to single as the hardware does, overflow to infinity included.
@@ -121,16 +115,11 @@ inline std::string Sprintf(const std::string& format, double v) {
   return text;
 }
 
-inline bool ReadsBack(double v, const std::string& text) {
-  const double independent = tessel::StrtodLocaleIndependent(text.c_str(), nullptr);
-  const double local = std::atof(text.c_str());
-  return independent == v && local == v;
-}
-
-inline bool ReadsBack(float v, const std::string& text) {
-  const double independent = tessel::StrtodLocaleIndependent(text.c_str(), nullptr);
-  const double local = std::atof(text.c_str());
-  return ToSingle(independent) == v && ToSingle(local) == v;
+// Both parsers must give v back (a single after rounding the parsed double).
+template <typename T>
+bool ReadsBack(T v, const std::string& text) {
+  const auto asT = [](double d) { return sizeof(T) == sizeof(float) ? static_cast<double>(ToSingle(d)) : d; };
+  return asT(tessel::StrtodLocaleIndependent(text.c_str(), nullptr)) == v && asT(std::atof(text.c_str())) == v;
 }
 
 // Zeros right after the exponent's sign go; an all-zero exponent keeps one.

@@ -2,6 +2,7 @@
 #include <gtest/gtest.h>
 
 #include <cfloat>
+#include <cctype>
 #include <cmath>
 #include <cstring>
 #include <limits>
@@ -57,7 +58,15 @@ INSTANTIATE_TEST_SUITE_P(
                       ComplexCase{1, kNaN, false, "1.0"}, ComplexCase{1, -kNaN, false, "1.0"},
                       ComplexCase{kNaN, 1, false, "NaN+1.0i"}, ComplexCase{-0.0, -0.5, false, "-0.0-0.5i"},
                       ComplexCase{1, kInf, false, "1.0+Infi"}, ComplexCase{1, -kInf, false, "1.0-Infi"},
-                      ComplexCase{0.5, 0.25, true, "0.5+0.25i"}, ComplexCase{0.1 + 0.2, -1e20, true, "0.3-1E+20i"}));
+                      ComplexCase{0.5, 0.25, true, "0.5+0.25i"}, ComplexCase{0.1 + 0.2, -1e20, true, "0.3-1E+20i"}),
+    [](const auto& info) {
+      std::string name;
+      for (const char c : std::string(info.param.expected)) {
+        name += std::isalnum(static_cast<unsigned char>(c)) ? std::string(1, c)
+                : c == '.' ? "p" : c == '+' ? "plus" : c == '-' ? "minus" : c == '#' ? "alt" : c == '%' ? "" : "_";
+      }
+      return name + "_" + std::to_string(info.index);
+    });
 
 // What a formatter set to the target writes, for comparison.
 std::string Direct(int target, double v, bool single) {

@@ -1,3 +1,4 @@
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <random>
@@ -10,6 +11,9 @@
 #include "tests/support/test_support.hpp"
 
 namespace {
+
+using ::testing::HasSubstr;
+using ::testing::ThrowsMessage;
 
 // The offset named by an ill-formed-input error, or -1 when nothing was thrown.
 template <typename Fn>
@@ -66,11 +70,8 @@ TEST(Encodings, Latin1WritesWhatItCannotHoldAsQuestionMarksOrNamesTheOffset) {
   EXPECT_EQ(ConvertUStringToNarrow(text, "latin1"), "5 ?x???");
   EXPECT_EQ(thrownOffset([&] { (void)ConvertUStringToNarrow(text, "latin1", false); }), 2);
   EXPECT_EQ(thrownOffset([&] { (void)ConvertUStringToNarrow(std::u16string{u'a', 0xDC00}, "latin1", false); }), 1);
-  try {
-    (void)ConvertUStringToNarrow(text, "latin1", false);
-  } catch (const std::invalid_argument& e) {
-    EXPECT_NE(std::string(e.what()).find("ISO-8859-1"), std::string::npos) << e.what();
-  }
+  EXPECT_THAT([&] { (void)ConvertUStringToNarrow(text, "latin1", false); },
+              ThrowsMessage<std::invalid_argument>(HasSubstr("ISO-8859-1")));
 }
 
 // --- The host's locale encoding.
@@ -103,12 +104,8 @@ INSTANTIATE_TEST_SUITE_P(
 
 TEST(Encodings, LocaleWithAnUnknownCodesetIsNamedInTheError) {
   tessel::ScopedGlobalLocale locale("de_DE.NOPE");
-  try {
-    (void)ConvertUStringToNarrow(u"x", "locale");
-    FAIL() << "no exception";
-  } catch (const std::invalid_argument& e) {
-    EXPECT_NE(std::string(e.what()).find("'de_DE.NOPE' names the encoding 'NOPE'"), std::string::npos) << e.what();
-  }
+  EXPECT_THAT([] { (void)ConvertUStringToNarrow(u"x", "locale"); },
+              ThrowsMessage<std::invalid_argument>(HasSubstr("'de_DE.NOPE' names the encoding 'NOPE'")));
 }
 
 TEST(Encodings, LocaleEncodingSubstitutesOrNamesWhatItCannotHold) {
@@ -128,12 +125,8 @@ TEST(Encodings, NamesAreMatchedLooselyAndUnknownOnesAreNamed) {
   EXPECT_EQ(qvsvCanonicalEncodingName("ISO_8859-1"), "ISO-8859-1");
   EXPECT_EQ(qvsvCanonicalEncodingName("LATIN1"), "ISO-8859-1");
   for (const char* bad : {"rot13", ""}) {
-    try {
-      (void)ConvertNarrowToUString("x", bad);
-      FAIL() << "no exception for '" << bad << "'";
-    } catch (const std::invalid_argument& e) {
-      EXPECT_EQ(std::string(e.what()), "'" + std::string(bad) + "' is not a known encoding");
-    }
+    EXPECT_THAT([&] { (void)ConvertNarrowToUString("x", bad); },
+                ThrowsMessage<std::invalid_argument>("'" + std::string(bad) + "' is not a known encoding"));
   }
 }
 

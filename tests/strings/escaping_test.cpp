@@ -1,3 +1,4 @@
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <random>
@@ -9,6 +10,9 @@
 #include "tests/support/test_support.hpp"
 
 namespace {
+
+using ::testing::HasSubstr;
+using ::testing::ThrowsMessage;
 
 const int kAllStyles[] = {kQvsvEscapeStyleC, kQvsvEscapeStyleJson, kQvsvEscapeStyleAscii, kQvsvEscapeStyleXml,
                           kQvsvEscapeStyleUrl};
@@ -98,6 +102,8 @@ INSTANTIATE_TEST_SUITE_P(
         ExampleRow{"json_controls_in_lower_hex", kQvsvEscapeStyleJson, u"\x1F\x7F/", "\\u001f\x7F/"},
         ExampleRow{"json_unpaired_surrogate", kQvsvEscapeStyleJson, std::u16string{u'a', 0xDBFF}, "a\\udbff"},
         ExampleRow{"ascii_existing_style", kQvsvEscapeStyleAscii, u"caf\u00E9\n", "caf\\u00E9\\u000A"},
+        ExampleRow{"ascii_long_form_and_unpaired", kQvsvEscapeStyleAscii, u"\\\x7F\U0001F600" + std::u16string(1, 0xD800),
+                   "\\\\\\u007F\\U0001F600\\uD800"},
         ExampleRow{"xml_entities", kQvsvEscapeStyleXml, u"a<b & \"c\" 'd'>", "a&lt;b &amp; &quot;c&quot; &apos;d&apos;&gt;"},
         ExampleRow{"xml_line_ends_as_references", kQvsvEscapeStyleXml, u"\t\n\r\u00E9", "&#9;&#10;&#13;\xC3\xA9"},
         ExampleRow{"url_unreserved_stay", kQvsvEscapeStyleUrl, u"a b/\u00E9-._~+", "a%20b%2F%C3%A9-._~%2B"}),
@@ -194,6 +200,8 @@ INSTANTIATE_TEST_SUITE_P(
                       ReadRow{"json_raw_utf8_and_bad_bytes", kQvsvEscapeStyleJson, "\xC3\xA9\xFF", u"\u00E9\uFFFD"},
                       ReadRow{"xml_decimal_and_hex_references", kQvsvEscapeStyleXml, "&#233;&#xe9;&#x1F600;&#00065;",
                               u"\u00E9\u00E9\U0001F600A"},
+                      ReadRow{"xml_references_up_to_the_last_code_point", kQvsvEscapeStyleXml, "&#x10FFFF;&#1114111;",
+                              u"\U0010FFFF\U0010FFFF"},
                       ReadRow{"url_lower_hex_and_plus", kQvsvEscapeStyleUrl, "%c3%a9+a", u"\u00E9+a"},
                       ReadRow{"url_bytes_that_are_not_utf8", kQvsvEscapeStyleUrl, "%C3%28", u"\uFFFD("},
                       ReadRow{"ascii_long_form_in_the_bmp", kQvsvEscapeStyleAscii, "\\U000000e9", u"\u00E9"}),
@@ -209,12 +217,8 @@ struct RefusedRow {
 class UnescapingRefuses : public ::testing::TestWithParam<RefusedRow> {};
 
 TEST_P(UnescapingRefuses, NamingTheStyleTheEscapeAndItsOffset) {
-  try {
-    (void)ConvertEscapedStringToUString(GetParam().escaped, GetParam().style);
-    FAIL() << "no exception";
-  } catch (const std::invalid_argument& e) {
-    EXPECT_NE(std::string(e.what()).find(GetParam().mentions), std::string::npos) << e.what();
-  }
+  EXPECT_THAT([this] { (void)ConvertEscapedStringToUString(GetParam().escaped, GetParam().style); },
+              ThrowsMessage<std::invalid_argument>(HasSubstr(GetParam().mentions)));
 }
 
 INSTANTIATE_TEST_SUITE_P(
@@ -231,6 +235,7 @@ INSTANTIATE_TEST_SUITE_P(
                       RefusedRow{"xml_unknown_entity", kQvsvEscapeStyleXml, "a&nbsp;", "'&nbsp;' at offset 1"},
                       RefusedRow{"xml_unterminated", kQvsvEscapeStyleXml, "&amp", "no ';'"},
                       RefusedRow{"xml_surrogate_reference", kQvsvEscapeStyleXml, "&#xD800;", "'&#xD800;'"},
+                      RefusedRow{"xml_reference_beyond_unicode", kQvsvEscapeStyleXml, "&#x110000;", "'&#x110000;'"},
                       RefusedRow{"xml_empty_reference", kQvsvEscapeStyleXml, "&#;", "'&#;'"},
                       RefusedRow{"url_bad_hex", kQvsvEscapeStyleUrl, "a%G1", "invalid url escape '%G1' at offset 1"},
                       RefusedRow{"url_truncated", kQvsvEscapeStyleUrl, "a%4", "'%4' at offset 1"}),
@@ -242,12 +247,8 @@ TEST(Escaping, StylesHaveNamesAndUnknownOnesAreNamedInTheError) {
   for (const int style : kAllStyles) EXPECT_EQ(qvsvEscapeStyleFromName(qvsvEscapeStyleName(style)), style);
   EXPECT_TRUE(qvsvEscapeStyleIsLossless(kQvsvEscapeStyleC));
   EXPECT_FALSE(qvsvEscapeStyleIsLossless(kQvsvEscapeStyleUrl));
-  try {
-    (void)qvsvEscapeStyleFromName("JSON");
-    FAIL() << "no exception";
-  } catch (const std::invalid_argument& e) {
-    EXPECT_STREQ(e.what(), "'JSON' is not an escaping style (styles: c, json, ascii, xml, url)");
-  }
+  EXPECT_THAT([] { (void)qvsvEscapeStyleFromName("JSON"); },
+              ThrowsMessage<std::invalid_argument>("'JSON' is not an escaping style (styles: c, json, ascii, xml, url)"));
   for (const int bad : {0, 3, 7, -1}) {
     EXPECT_THROW((void)ConvertUStringWithEscaping(u"x", bad), std::invalid_argument) << bad;
     EXPECT_THROW((void)ConvertEscapedStringToUString("x", bad), std::invalid_argument) << bad;

@@ -3,6 +3,7 @@
 // tell that failure from a genuine no-match.
 #include <gtest/gtest.h>
 
+#include <cstdint>
 #include <functional>
 #include <stdexcept>
 #include <string>
@@ -44,13 +45,17 @@ std::u16string joined(const match_list& list) {
 
 std::u16string shown(const regex_result& r) { return r == regex_result() ? u"no match" : r.str(); }
 
-// One form of the facade, called with and without an error_code; each gives
-// a text that shows its result.
+// One form of the facade, called with an error_code or (given null) without
+// one; each gives a text that shows its result.
+using Status = std::error_code*;
 struct Form {
   std::string name;
   std::u16string failure;  // what the form gives for a failing match
-  std::function<std::u16string(const std::u16string&, const std::u16string&, std::error_code&)> withStatus;
-  std::function<std::u16string(const std::u16string&, const std::u16string&)> plain;
+  std::function<std::u16string(const std::u16string&, const std::u16string&, Status)> run;
+  std::u16string withStatus(const std::u16string& p, const std::u16string& t, std::error_code& ec) const {
+    return run(p, t, &ec);
+  }
+  std::u16string plain(const std::u16string& p, const std::u16string& t) const { return run(p, t, nullptr); }
 };
 
 std::u16string yesNo(bool b) { return b ? u"true" : u"false"; }
@@ -58,56 +63,48 @@ const replace_callback kBracket = [](const std::u16string& m, bool&) { return u"
 
 const Form kForms[] = {
     {"pointer_search", u"false",
-     [](auto& p, auto& t, auto& ec) { return yesNo(regexp_search(p.c_str(), t.c_str(), false, ec)); },
-     [](auto& p, auto& t) { return yesNo(regexp_search(p.c_str(), t.c_str(), false)); }},
+     [](auto& p, auto& t, Status ec) {
+       return yesNo(ec ? regexp_search(p.c_str(), t.c_str(), false, *ec) : regexp_search(p.c_str(), t.c_str(), false));
+     }},
     {"handle_search", u"false",
-     [](auto& p, auto& t, auto& ec) { return yesNo(regexp_search(createMatcher(p), t, false, ec)); },
-     [](auto& p, auto& t) { return yesNo(regexp_search(createMatcher(p), t, false)); }},
+     [](auto& p, auto& t, Status ec) {
+       return yesNo(ec ? regexp_search(createMatcher(p), t, false, *ec) : regexp_search(createMatcher(p), t, false));
+     }},
     {"handle_whole_match", u"false",
-     [](auto& p, auto& t, auto& ec) { return yesNo(regexp_search(createMatcher(p), t, true, ec)); },
-     [](auto& p, auto& t) { return yesNo(regexp_search(createMatcher(p), t, true)); }},
+     [](auto& p, auto& t, Status ec) {
+       return yesNo(ec ? regexp_search(createMatcher(p), t, true, *ec) : regexp_search(createMatcher(p), t, true));
+     }},
     {"collect", u"",
-     [](auto& p, auto& t, auto& ec) {
+     [](auto& p, auto& t, Status ec) {
        match_list out{{u"stale", {}}};
-       regexp_search(p, t, out, constants::normal, ec);
-       return joined(out);
-     },
-     [](auto& p, auto& t) {
-       match_list out{{u"stale", {}}};
-       regexp_search(p, t, out);
+       ec ? regexp_search(p, t, out, constants::normal, *ec) : regexp_search(p, t, out);
        return joined(out);
      }},
     {"regex_match", u"no match",
-     [](auto& p, auto& t, auto& ec) {
+     [](auto& p, auto& t, Status ec) {
        regex re(p);
        re.reset(t);
        const std::u16string result = shown(re.match());
-       ec = re.status();
+       if (ec) *ec = re.status();
        return result;
-     },
-     [](auto& p, auto& t) {
-       regex re(p);
-       re.reset(t);
-       return shown(re.match());
      }},
     {"replace_text_handle", u"",
-     [](auto& p, auto& t, auto& ec) { return regexp_replace(createMatcher(p), t, u"<$1>", ec); },
-     [](auto& p, auto& t) { return regexp_replace(createMatcher(p), t, u"<$1>"); }},
+     [](auto& p, auto& t, Status ec) {
+       return ec ? regexp_replace(createMatcher(p), t, u"<$1>", *ec) : regexp_replace(createMatcher(p), t, u"<$1>");
+     }},
     {"replace_text_pattern", u"",
-     [](auto& p, auto& t, auto& ec) { return regexp_replace(p, t, u"<$1>", constants::normal, ec); },
-     [](auto& p, auto& t) { return regexp_replace(p, t, u"<$1>"); }},
+     [](auto& p, auto& t, Status ec) {
+       return ec ? regexp_replace(p, t, u"<$1>", constants::normal, *ec) : regexp_replace(p, t, u"<$1>");
+     }},
     {"replace_narrow", u"",
-     [](auto& p, auto& t, auto& ec) {
-       return ConvertStdStringToUString(regexp_replace(ConvertUStringToStdString(p), ConvertUStringToStdString(t),
-                                                       std::string("<$1>"), constants::normal, ec));
-     },
-     [](auto& p, auto& t) {
-       return ConvertStdStringToUString(
-           regexp_replace(ConvertUStringToStdString(p), ConvertUStringToStdString(t), std::string("<$1>")));
+     [](auto& p, auto& t, Status ec) {
+       const std::string np = ConvertUStringToStdString(p), nt = ConvertUStringToStdString(t), r = "<$1>";
+       return ConvertStdStringToUString(ec ? regexp_replace(np, nt, r, constants::normal, *ec) : regexp_replace(np, nt, r));
      }},
     {"replace_callable", u"",
-     [](auto& p, auto& t, auto& ec) { return regexp_replace(p, t, kBracket, constants::normal, ec); },
-     [](auto& p, auto& t) { return regexp_replace(p, t, kBracket); }},
+     [](auto& p, auto& t, Status ec) {
+       return ec ? regexp_replace(p, t, kBracket, constants::normal, *ec) : regexp_replace(p, t, kBracket);
+     }},
 };
 
 void PrintTo(const Form& form, std::ostream* os) { *os << form.name; }
@@ -147,10 +144,13 @@ TEST_P(RegexpLimits, GenuineNoMatchClearsTheStatus) {
   EXPECT_EQ(result, GetParam().plain(kRunawayPattern, u"bbbb"));
 }
 
-TEST_P(RegexpLimits, BadPatternIsReportedAsSuch) {
-  std::error_code ec;
-  EXPECT_EQ(GetParam().withStatus(u"(a", u"(a", ec), GetParam().failure);
-  EXPECT_EQ(ec, errc::bad_pattern);
+TEST_P(RegexpLimits, BadPatternGivesTheFailureResultWithoutThrowing) {
+  for (const char16_t* pattern : {u"(", u"a)", u"[a-", u"*a", u"a{2,1}", u"\\", u"(?<n>a)\\k<m>"}) {
+    std::error_code ec;
+    EXPECT_EQ(GetParam().withStatus(pattern, u"((( a [ b", ec), GetParam().failure) << ConvertUStringToStdString(pattern);
+    EXPECT_EQ(ec, errc::bad_pattern);
+    EXPECT_EQ(GetParam().plain(pattern, u"((( a [ b"), GetParam().failure);
+  }
 }
 
 INSTANTIATE_TEST_SUITE_P(Regexp, RegexpLimits, ::testing::ValuesIn(kForms), qvsv::test::RowName());
@@ -199,6 +199,8 @@ TEST(RegexpLimitsApi, BadLimitsThrowNamingTheValue) {
   regex re(u"a");
   expectThrowNaming([&] { re.setLimits({-7ms, 0}); }, "-7");
   EXPECT_EQ(defaultLimits(), match_limits{}) << "a refused value changes nothing";
+  const ScopedDefaultLimits largest({1ms, std::size_t{INT32_MAX}});
+  EXPECT_EQ(defaultLimits().stack_bytes, std::size_t{INT32_MAX}) << "the largest stack is taken";
 }
 
 TEST(RegexpStatus, RegexKeepsBadPatternAndClearsAfterARecoveredWalk) {

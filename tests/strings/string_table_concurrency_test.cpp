@@ -223,7 +223,7 @@ TEST_F(StringTableConcurrency, FailedInsertionKeepsAnEntryThatAnotherThreadFound
       std::size_t requests = 0;       // the main thread's allocations
       std::size_t ofThisText = 0;     // ... while interning the current text
       try {
-        tessel::ScopedAllocationFailure failure([&](std::size_t sz) {
+        tessel::ScopedAllocationFailure failure([&](std::size_t) {
           if (std::this_thread::get_id() != mainThread) return false;
           const std::size_t index = ofThisText++;
           if (requests++ != failAt) return false;
@@ -233,7 +233,6 @@ TEST_F(StringTableConcurrency, FailedInsertionKeepsAnEntryThatAnotherThreadFound
           // growing the map from that thread would spoil the growth that
           // this sweep is after: the map never shrinks.)
           if (index >= 2) std::thread([&] { found.emplace_back(wanted[current]); }).join();
-          if (index >= 2) fprintf(stderr, "idx %zu size %zu cur %zu found %zu\n", index, sz, current, found.size());
           return true;
         });
         for (current = 0; current < wanted.size(); ++current) {

@@ -1,11 +1,14 @@
 #include <gtest/gtest.h>
 
 #include <climits>
+#include <memory>
 #include <optional>
 #include <string>
+#include <vector>
 
 #include "qv_services/wide_string.hpp"
 #include "tessel/foundation.hpp"
+#include "tessel/ut.hpp"
 #include "tests/support/test_support.hpp"
 
 namespace {
@@ -64,32 +67,23 @@ TEST(WhitespaceInsensitive, NullIsEmpty) {
   EXPECT_EQ(qvsvStrncmpWS("", static_cast<const char*>(nullptr), 3), 0);
 }
 
-struct NarrowWsRow {
-  const char* name;
-  std::string a;
-  std::string b;
-  unsigned n;
-  int expected;
-};
-
-class WhitespaceInsensitiveNarrow : public ::testing::TestWithParam<NarrowWsRow> {};
-
-TEST_P(WhitespaceInsensitiveNarrow, UsesCIsspaceAndSignedChars) {
-  const NarrowWsRow& row = GetParam();
-  if (row.n == kAll) {
-    EXPECT_EQ(qvsvStrcmpWS(row.a.c_str(), row.b.c_str()), row.expected);
+// The narrow forms use C's isspace and compare signed chars.
+TEST(WhitespaceInsensitive, NarrowFormsUseCIsspaceAndSignedChars) {
+  const struct {
+    const char* a;
+    const char* b;
+    unsigned n;
+    int expected;
+  } rows[] = {{"a\t\v\fb", "a\r\n b", kAll, 0}, {"a  b", "a b", kAll, ' ' - 'b'}, {"\xE9", "e", kAll, -23 - 'e'},
+              {"a\xC2\xA0", "a  ", kAll, -62 - ' '}, {"ab c", "ab\td", 3, 0},          {"x", "y", 0, 0}};
+  for (const auto& row : rows) {
+    SCOPED_TRACE(std::string(row.a) + " | " + row.b);
+    if (row.n == kAll) {
+      EXPECT_EQ(qvsvStrcmpWS(row.a, row.b), row.expected);
+    }
+    EXPECT_EQ(qvsvStrncmpWS(row.a, row.b, row.n), row.expected);
   }
-  EXPECT_EQ(qvsvStrncmpWS(row.a.c_str(), row.b.c_str(), row.n), row.expected);
 }
-
-INSTANTIATE_TEST_SUITE_P(
-    WideString, WhitespaceInsensitiveNarrow,
-    ::testing::Values(NarrowWsRow{"c_spaces_match", "a\t\v\fb", "a\r\n b", kAll, 0},
-                      NarrowWsRow{"runs_are_not_collapsed", "a  b", "a b", kAll, ' ' - 'b'},
-                      NarrowWsRow{"high_bytes_are_signed", "\xE9", "e", kAll, -23 - 'e'},
-                      NarrowWsRow{"nbsp_bytes_are_not_space", "a\xC2\xA0", "a  ", kAll, -62 - ' '},
-                      NarrowWsRow{"n_limits", "ab c", "ab\td", 3, 0}, NarrowWsRow{"n_zero", "x", "y", 0, 0}),
-    qvsv::test::RowName());
 
 TEST(CodeUnitComparison, NullIsEmptyHugeCountsMeanNoLimitAndFoldingIsFull) {
   EXPECT_EQ(qvsvStrcmp(nullptr, u""), 0);
@@ -132,6 +126,69 @@ TEST_F(Collation, FollowsTheHostsGlobalLocale) {
   useLocale("sv_SE");
   EXPECT_EQ(qvsvStrcmp_Collation(u"\u00E4", u"z"), 1) << "Swedish sorts \u00E4 after z";
   EXPECT_NE(qvsvStrcmp_Collation(u"\u00E4", u"a"), 0) << "and treats it as a letter of its own";
+}
+
+// A utMalloc block that frees itself.
+using HostBlock = std::unique_ptr<char16_t, decltype(&utFree)>;
+HostBlock owned(char16_t* p) { return HostBlock(p, &utFree); }
+
+TEST(Duplicate, CopiesUpToTheTerminatorOrNIntoHostBlocksOfTheRightSize) {
+  std::vector<std::size_t> sizes;
+  tessel::ScopedAllocationFailure watch([&](std::size_t size) {
+    sizes.push_back(size);
+    return false;
+  });
+  EXPECT_EQ(std::u16string(owned(qvsvStrdup(u"ab\U0001F600")).get()), u"ab\U0001F600");
+  EXPECT_EQ(std::u16string(owned(qvsvStrndup(u"abcdef", 2)).get()), u"ab");
+  EXPECT_EQ(std::u16string(owned(qvsvStrndup(u"abc", 10)).get()), u"abc");
+  EXPECT_EQ(std::u16string(owned(qvsvStrndup(u"abc", 0)).get()), u"");
+  // Not terminated within its two units: nothing past them may be read.
+  const char16_t unterminated[2] = {u'x', u'y'};
+  EXPECT_EQ(std::u16string(owned(qvsvStrndup(unterminated, 2)).get()), u"xy");
+  EXPECT_EQ(sizes, (std::vector<std::size_t>{2 * 5, 2 * 3, 2 * 4, 2 * 1, 2 * 3}));
+}
+
+TEST(Duplicate, NullSourceOrFailingAllocatorGivesNull) {
+  EXPECT_EQ(qvsvStrdup(nullptr), nullptr);
+  EXPECT_EQ(qvsvStrndup(nullptr, 3), nullptr);
+  tessel::ScopedAllocationFailure failing;
+  EXPECT_EQ(qvsvStrdup(u"abc"), nullptr);
+  EXPECT_EQ(qvsvStrndup(u"abc", 2), nullptr);
+  EXPECT_EQ(failing.failures(), 2u);
+}
+
+TEST(Copy, NullSourceCopiesEmptyNullDestinationIsLeftAloneAndNStopsTheCopy) {
+  char16_t buf[8];
+  std::fill(std::begin(buf), std::end(buf), u'#');
+  EXPECT_EQ(qvsvStrncpy(buf, u"abcdef", 3), buf);
+  EXPECT_EQ(std::u16string(buf, 4), u"abc#") << "not terminated when n is reached";
+  EXPECT_EQ(qvsvStrcpy(buf, u"xy"), buf);
+  EXPECT_EQ(std::u16string(buf), u"xy");
+  qvsvStrcpy(buf, nullptr);
+  EXPECT_EQ(buf[0], u'\0');
+  EXPECT_EQ(qvsvStrcpy(nullptr, u"abc"), nullptr);
+  EXPECT_EQ(qvsvStrncpy(nullptr, u"abc", 2), nullptr);
+}
+
+TEST(Search, FindsCharactersAndTextsWithNullAsEmpty) {
+  const char16_t* text = u"a\U0001F600b";
+  EXPECT_EQ(qvsvStrchr(text, u'b'), text + 3);
+  EXPECT_EQ(qvsvStrchr(text, u'\0'), text + 4);
+  EXPECT_EQ(qvsvStrchr(nullptr, u'a'), nullptr);
+  EXPECT_EQ(qvsvStrstr(text, u"\U0001F600b"), text + 1);
+  EXPECT_EQ(qvsvStrstr(text, nullptr), text);
+  EXPECT_EQ(qvsvStrstr(nullptr, u"a"), nullptr);
+}
+
+TEST(CharacterClasses, FollowUnicodePropertiesNotTheCLocale) {
+  // Each row: the character, then whether it is space, alpha, alphanumeric, digit.
+  const std::vector<std::pair<char16_t, std::vector<int>>> rows = {
+      {u'\u00A0', {1, 0, 0, 0}}, {u'\u2029', {1, 0, 0, 0}}, {u'\u200B', {0, 0, 0, 0}},  {u'\u4E2D', {0, 1, 1, 0}},
+      {u'\u0663', {0, 0, 1, 1}}, {u'_', {0, 0, 0, 0}},       {char16_t(0xD83D), {0, 0, 0, 0}}};
+  for (const auto& [c, expected] : rows) {
+    EXPECT_EQ((std::vector<int>{qvsvIsSpace(c), qvsvIsalpha(c), qvsvIsalphanum(c), qvsvIsdigit(c)}), expected)
+        << "U+" << std::hex << static_cast<unsigned>(c);
+  }
 }
 
 }  // namespace

@@ -11,28 +11,19 @@
 #include <vector>
 
 #include "qv_services/wide_string.hpp"
+#include "tests/support/test_support.hpp"
 
 namespace {
 
 enum class Via { Icu, Qvsv, QvsvV };
 
+// The result and the whole buffer, so that what is written past the result
+// (a terminator or nothing) shows as well.
 struct Outcome {
   int result = 0;
-  std::array<char16_t, 48> buffer{};
+  std::u16string buffer = std::u16string(48, u'#');
   bool operator==(const Outcome&) const = default;
 };
-
-void PrintTo(const Outcome& o, std::ostream* os) {
-  *os << "result " << o.result << ", buffer \"";
-  for (const char16_t c : o.buffer) {
-    if (c >= 0x20 && c < 0x7F) {
-      *os << static_cast<char>(c);
-    } else {
-      *os << "\\x" << std::hex << static_cast<unsigned>(c) << std::dec;
-    }
-  }
-  *os << '"';
-}
 
 int icuV(char16_t* buf, int size, const char* format, ...) {
   va_list args;
@@ -50,12 +41,9 @@ int qvsvV(char16_t* buf, int size, const char* format, ...) {
   return result;
 }
 
-// Prints into a buffer filled with '#', so that what is written past the
-// result (a terminator or nothing) shows as well.
 template <typename... Args>
 Outcome print(Via via, int size, const char* format, Args... args) {
   Outcome out;
-  out.buffer.fill(u'#');
   char16_t* buf = out.buffer.data();
   switch (via) {
     case Via::Icu: out.result = icuV(buf, size, format, args...); break;
@@ -70,15 +58,13 @@ struct FormatCase {
   Outcome (*write)(Via, int size);
 };
 
-void PrintTo(const FormatCase& c, std::ostream* os) { *os << c.name; }
-
 class SnprintfForwardsToIcu : public ::testing::TestWithParam<FormatCase> {};
 
 TEST_P(SnprintfForwardsToIcu, BufferAndResultAreIcusForEverySize) {
   const FormatCase& c = GetParam();
   // The whole result's length, from a buffer that holds it.
   const Outcome whole = c.write(Via::Icu, static_cast<int>(Outcome().buffer.size()));
-  const int exact = static_cast<int>(std::u16string(whole.buffer.data()).size());
+  const int exact = static_cast<int>(whole.buffer.find(u'\0'));
   ASSERT_LT(exact, static_cast<int>(whole.buffer.size()) - 1) << "the buffer must hold the result and its NUL";
   for (const int size : {-1, -100, 0, 1, 2, exact / 2, exact - 1, exact, exact + 1, exact + 8}) {
     SCOPED_TRACE("size " + std::to_string(size));
@@ -99,7 +85,7 @@ INSTANTIATE_TEST_SUITE_P(
         FormatCase{"NoConversions", [](Via v, int size) { return print(v, size, "plain text 100%%"); }},
         FormatCase{"HexAndChar", [](Via v, int size) { return print(v, size, "%x%c%o", 255u, 'z', 8u); }},
         FormatCase{"EmptyResult", [](Via v, int size) { return print(v, size, "%s", ""); }}),
-    [](const auto& info) { return std::string(info.param.name); });
+    qvsv::test::RowName());
 
 TEST(Snprintf, MeasuresWithANullBufferOfSizeZeroAsIcuDoes) {
   EXPECT_EQ(qvsvSnprintf(nullptr, 0, "%d", 123456), u_snprintf(nullptr, 0, "%d", 123456));
@@ -121,6 +107,17 @@ TEST(Sprintf, WritesIcuSyntaxAndRefusesNulls) {
   EXPECT_EQ(std::u16string(buf), u"5-wide\u00E9|3.14");
   EXPECT_EQ(qvsvSprintf(nullptr, "x"), -1);
   EXPECT_EQ(qvsvSprintf(buf, nullptr), -1);
+}
+
+TEST(Format, ScansWideText) {
+  int a = 0;
+  int b = 0;
+  char16_t word[8] = {};
+  EXPECT_EQ(qvsvSscanf(u"12 34 \u00E9t\u00E9", "%d %d %S", &a, &b, word), 3);
+  EXPECT_EQ(a + b, 46);
+  EXPECT_EQ(std::u16string(word), u"\u00E9t\u00E9");
+  EXPECT_EQ(qvsvSscanf(nullptr, "%d", &a), 0) << "null scans as the empty text";
+  EXPECT_EQ(qvsvSscanf(u"1", nullptr, &a), -1);
 }
 
 }  // namespace
