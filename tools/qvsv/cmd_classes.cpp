@@ -8,21 +8,10 @@
 #include "qv_services/except.hpp"
 #include "qv_services/tcos_class.hpp"
 #include "tools/qvsv/command.hpp"
+#include "tools/qvsv/report_table.hpp"
 
 namespace qvsv::tool {
 namespace {
-
-std::string shown(const txArray* a) {
-  if (txIsChar(a)) return "'" + txGetStringUTF8(a) + "'";
-  std::string out;
-  for (txIndex i = 0; i < txGetNumberOfElements(a); ++i) {
-    char buffer[32];
-    const double v = txIsLogical(a) ? txGetLogicals(a)[i] : txGetPr(a)[i];
-    const auto r = std::to_chars(buffer, buffer + sizeof buffer, v);
-    out += (i == 0 ? "" : " ") + std::string(buffer, r.ptr);
-  }
-  return txGetNumberOfElements(a) == 1 ? out : "[" + out + "]";
-}
 
 // Rows of cells, each column as wide as its widest cell; the last column is not padded.
 void printTable(const std::vector<std::vector<std::string>>& rows) {
@@ -61,7 +50,7 @@ void listProperties(const qvsvTcosClass& cls) {
     if (deferral != "none") deferral += " (" + txGetStringUTF8(field("Feature")) + ")";
     rows.push_back({txGetStringUTF8(field("Name")), txGetStringUTF8(field("Type")),
                     txGetStringUTF8(field("Shape")) + (txGetLogicals(field("Optional"))[0] ? ", or []" : ""),
-                    txGetStringUTF8(field("Access")), deferral, shown(field("Default")),
+                    txGetStringUTF8(field("Access")), deferral, ShowValue(field("Default")),
                     txGetLogicals(field("HasValidator"))[0] ? "yes" : "no", txGetStringUTF8(field("Description"))});
   }
   std::cout << cls.name() << ": " << ConvertUStringToStdString(cls.description()) << "\n";

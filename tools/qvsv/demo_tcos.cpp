@@ -11,6 +11,7 @@
 #include "qv_services/tcos_class.hpp"
 #include "tessel/interpreter.hpp"
 #include "tools/qvsv/command.hpp"
+#include "tools/qvsv/report_table.hpp"
 
 namespace qvsv::tool {
 namespace {
@@ -31,18 +32,6 @@ const qvsvTcosClass kGainBlock(
          u"Signal width"),
      P("Ports", ElementKind::UInt8).withDefault(1.0).readOnly().describedAs(u"Number of input ports")});
 
-std::string text(const txArray* a) {
-  if (txIsChar(a)) return "'" + txGetStringUTF8(a) + "'";
-  std::string out;
-  for (txIndex i = 0; i < txGetNumberOfElements(a); ++i) {
-    char buffer[32];
-    const double v = txIsLogical(a) ? txGetLogicals(a)[i] : txGetPr(a)[i];
-    const auto r = std::to_chars(buffer, buffer + sizeof buffer, v);
-    out += (i == 0 ? "" : " ") + std::string(buffer, r.ptr);
-  }
-  return txGetNumberOfElements(a) == 1 ? out : "[" + out + "]";
-}
-
 // Runs one host expression and shows its value or the diagnostic it raised.
 void run(const char* expression, int nargout = 0) {
   txArray* out = nullptr;
@@ -57,7 +46,7 @@ void run(const char* expression, int nargout = 0) {
     }
     qvsvDiscardDiagnostic(error);
   } else if (nargout > 0) {
-    std::cout << "   = " << text(out) << "\n";
+    std::cout << "   = " << ShowValue(out) << "\n";
   }
   txDestroyArray(out);
 }
@@ -107,10 +96,10 @@ void showTcos() {
   txArray* numbers = txCreateDoubleMatrix(1, 5);
   const double values[] = {2.5, -2.5, 300, -4, 0.1};
   std::copy(std::begin(values), std::end(values), txGetPrForWrite(numbers));
-  std::cout << "legacy types of " << text(numbers) << ":\n";
+  std::cout << "legacy types of " << ShowValue(numbers) << ":\n";
   for (const char* type : {"int8", "uint8", "single", "boolean"}) {
     txArray* back = qvsvLegacyToHost(qvsvLegacyFromHost(qvsvLegacyDataType::byName(type), numbers));
-    std::cout << "   " << type << ": " << text(back) << "\n";
+    std::cout << "   " << type << ": " << ShowValue(back) << "\n";
     txDestroyArray(back);
   }
   txDestroyArray(numbers);

@@ -1,6 +1,7 @@
 #include "tools/qvsv/report_table.hpp"
 
 #include <algorithm>
+#include <charconv>
 #include <cmath>
 #include <sstream>
 
@@ -21,6 +22,18 @@ std::string cellText(const txArray* value) {
 }
 
 }  // namespace
+
+std::string ShowValue(const txArray* a) {
+  if (txIsChar(a)) return "'" + txGetStringUTF8(a) + "'";
+  std::string out;
+  for (txIndex i = 0; i < txGetNumberOfElements(a); ++i) {
+    char buffer[32];
+    const double v = txIsLogical(a) ? txGetLogicals(a)[i] : txGetPr(a)[i];
+    const auto r = std::to_chars(buffer, buffer + sizeof buffer, v);
+    out += (i == 0 ? "" : " ") + std::string(buffer, r.ptr);
+  }
+  return txGetNumberOfElements(a) == 1 ? out : "[" + out + "]";
+}
 
 std::string FormatReportTable(const txArray* report, const std::vector<std::string>& fields) {
   std::vector<std::vector<std::string>> rows;

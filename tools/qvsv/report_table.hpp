@@ -12,4 +12,8 @@ namespace qvsv::tool {
 // column; text fields left-aligned, numbers and logicals right-aligned.
 std::string FormatReportTable(const txArray* report, const std::vector<std::string>& fields);
 
+// A host value on one line: a text quoted, one number as it is, several
+// numbers (or logicals as 0/1) in brackets.
+std::string ShowValue(const txArray* value);
+
 }  // namespace qvsv::tool
