@@ -17,6 +17,7 @@
 #include "tessel/array.hpp"
 #include "tessel/catalog.hpp"
 #include "tessel/foundation.hpp"
+#include "tests/support/test_support.hpp"
 
 namespace {
 
@@ -212,33 +213,10 @@ TEST_F(EnumTable, MalformedDefinitionsAreRefusedNamingTheCulprit) {
 // --- The catalogue of the area: every key exists in both shipped locales and
 // its placeholders are the same in both.
 
-// Key -> the argument numbers its text uses, from lines `Key { "text" }`.
-std::map<std::string, std::set<std::string>> catalogueKeys(const std::string& file) {
-  std::ifstream in(file);
-  EXPECT_TRUE(in.good()) << file;
-  // Lines read `Key { "text" }`; std::regex is avoided because GCC 12 warns
-  // falsely inside it under the sanitizer build.
-  std::map<std::string, std::set<std::string>> keys;
-  for (std::string line; std::getline(in, line);) {
-    const auto open = line.find(" { \"");
-    const auto close = line.rfind("\" }");
-    if (open == std::string::npos || close == std::string::npos || close < open + 4) continue;
-    const auto first = line.find_first_not_of(" \t");
-    auto& args = keys[line.substr(first, open - first)];
-    const std::string text = line.substr(open + 4, close - open - 4);
-    for (auto at = text.find('{'); at != std::string::npos; at = text.find('{', at + 1)) {
-      const auto end = text.find('}', at);
-      if (end == std::string::npos) break;
-      args.insert(text.substr(at + 1, end - at - 1));
-    }
-  }
-  return keys;
-}
-
 TEST(EnumTableCatalogue, EveryKeyIsInEveryLocaleWithTheSamePlaceholders) {
   const std::string folder = std::string(QVSV_SOURCE_DIR) + "/resources/QV_SERVICES/strings/";
-  const auto en = catalogueKeys(folder + "en.txt");
-  const auto de = catalogueKeys(folder + "de.txt");
+  const auto en = qvsv::test::CatalogueKeys(folder + "en.txt");
+  const auto de = qvsv::test::CatalogueKeys(folder + "de.txt");
   ASSERT_FALSE(en.empty());
   EXPECT_EQ(en, de);
   for (const auto& [key, placeholders] : en) {

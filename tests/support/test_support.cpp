@@ -55,4 +55,25 @@ ScopedEnv::~ScopedEnv() {
   }
 }
 
+std::map<std::string, std::set<std::string>> CatalogueKeys(const std::filesystem::path& file) {
+  std::ifstream in(file);
+  if (!in.good()) throw std::runtime_error("cannot read " + file.string());
+  // Plain string search: std::regex trips GCC 12's false uninitialised-use
+  // warning in the sanitizer build.
+  std::map<std::string, std::set<std::string>> keys;
+  for (std::string line; std::getline(in, line);) {
+    const auto open = line.find(" { \"");
+    const auto close = line.rfind("\" }");
+    if (open == std::string::npos || close == std::string::npos || close < open + 4) continue;
+    const auto start = line.find_first_not_of(" \t");
+    auto& placeholders = keys[line.substr(start, open - start)];
+    const std::string text = line.substr(open + 4, close - open - 4);
+    for (auto brace = text.find('{'); brace != std::string::npos; brace = text.find('{', brace + 1)) {
+      const auto end = text.find('}', brace);
+      if (end != std::string::npos) placeholders.insert(text.substr(brace + 1, end - brace - 1));
+    }
+  }
+  return keys;
+}
+
 }  // namespace qvsv::test

@@ -3,6 +3,8 @@
 
 #include <cstddef>
 #include <filesystem>
+#include <map>
+#include <set>
 #include <string>
 
 namespace qvsv::test {
@@ -48,5 +50,9 @@ class ScopedEnv {
   bool had_;
   std::string previous_;
 };
+
+// The keys of a catalogue source, each with the placeholders its text uses
+// (the text inside each pair of braces), from lines `Key { "text" }`.
+std::map<std::string, std::set<std::string>> CatalogueKeys(const std::filesystem::path& file);
 
 }  // namespace qvsv::test

@@ -10,29 +10,9 @@
 #include <vector>
 
 #include "tessel/catalog.hpp"
+#include "tests/support/test_support.hpp"
 
 namespace {
-
-// Key -> the placeholders its text uses, from lines `Key { "text" }`.
-// (Plain string search: std::regex trips GCC 12's uninitialised-use warning at -O2.)
-std::map<std::string, std::set<std::string>> CatalogueKeys(const std::filesystem::path& file) {
-  std::ifstream in(file);
-  EXPECT_TRUE(in.good()) << file;
-  std::map<std::string, std::set<std::string>> keys;
-  for (std::string line; std::getline(in, line);) {
-    const auto open = line.find(" { \"");
-    const auto close = line.rfind("\" }");
-    if (open == std::string::npos || close == std::string::npos || close <= open) continue;
-    const auto start = line.find_first_not_of(' ');
-    auto& args = keys[line.substr(start, open - start)];
-    const std::string text = line.substr(open + 4, close - open - 4);
-    for (auto brace = text.find('{'); brace != std::string::npos; brace = text.find('{', brace + 1)) {
-      const auto end = text.find('}', brace);
-      if (end != std::string::npos) args.insert(text.substr(brace + 1, end - brace - 1));
-    }
-  }
-  return keys;
-}
 
 // The keys named in a source: Diagnostic("Key", ... and WithCause("Key", ...
 std::vector<std::string> ThrownKeys(const std::string& source) {
@@ -48,8 +28,8 @@ std::vector<std::string> ThrownKeys(const std::string& source) {
 
 TEST(TcosCatalogue, EveryKeyThrownExistsInEveryLocaleWithTheSamePlaceholders) {
   const std::filesystem::path root(QVSV_SOURCE_DIR);
-  const auto en = CatalogueKeys(root / "resources/QV_SERVICES/tcos/en.txt");
-  EXPECT_EQ(en, CatalogueKeys(root / "resources/QV_SERVICES/tcos/de.txt"));
+  const auto en = qvsv::test::CatalogueKeys(root / "resources/QV_SERVICES/tcos/en.txt");
+  EXPECT_EQ(en, qvsv::test::CatalogueKeys(root / "resources/QV_SERVICES/tcos/de.txt"));
   for (const auto& [key, placeholders] : en) {
     resource_core::MsgArguments arguments(placeholders.size(), std::string("x"));
     for (const char* locale : {"en", "de"}) {
