@@ -113,7 +113,7 @@ if [ ! -f "$build/build.ninja" ]; then
   }
 fi
 have_tcos=""
-if grep -q '^build tests/tcos/qvsv_tcos_tests:' "$build/build.ninja" 2>/dev/null; then have_tcos=1; fi
+if grep -q '^build qvsv_tcos_tests: phony' "$build/build.ninja" 2>/dev/null; then have_tcos=1; fi
 
 declare -A folder_programs
 all_programs=""
