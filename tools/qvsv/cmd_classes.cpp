@@ -13,30 +13,13 @@
 namespace qvsv::tool {
 namespace {
 
-// Rows of cells, each column as wide as its widest cell; the last column is not padded.
-void printTable(const std::vector<std::vector<std::string>>& rows) {
-  std::vector<std::size_t> widths;
-  for (const auto& row : rows) {
-    widths.resize(std::max(widths.size(), row.size()));
-    for (std::size_t c = 0; c < row.size(); ++c) widths[c] = std::max(widths[c], row[c].size());
-  }
-  for (const auto& row : rows) {
-    std::string line;
-    for (std::size_t c = 0; c < row.size(); ++c) {
-      line += row[c];
-      if (c + 1 < row.size()) line += std::string(widths[c] - row[c].size() + 2, ' ');
-    }
-    std::cout << line << "\n";
-  }
-}
-
 void listClasses() {
   std::vector<std::vector<std::string>> rows = {{"Name", "Properties", "Description"}};
   for (const auto* cls : qvsvTcosClassRegistry::classes()) {
     rows.push_back({cls->name(), std::to_string(cls->properties().size()),
                     ConvertUStringToStdString(cls->description())});
   }
-  printTable(rows);
+  PrintTable(rows);
 }
 
 void listProperties(const qvsvTcosClass& cls) {
@@ -54,7 +37,7 @@ void listProperties(const qvsvTcosClass& cls) {
                     txGetLogicals(field("HasValidator"))[0] ? "yes" : "no", txGetStringUTF8(field("Description"))});
   }
   std::cout << cls.name() << ": " << ConvertUStringToStdString(cls.description()) << "\n";
-  printTable(rows);
+  PrintTable(rows);
 }
 
 int runClasses(const Args& input) {

@@ -6,6 +6,7 @@
 #include "qv_services/conversions.hpp"
 #include "qv_services/suppressor.hpp"
 #include "tools/qvsv/command.hpp"
+#include "tools/qvsv/report_table.hpp"
 
 namespace qvsv::tool {
 namespace {
@@ -15,23 +16,6 @@ std::string handleText(const std::optional<double>& handle) {
   char buffer[32];
   const auto result = std::to_chars(buffer, buffer + sizeof buffer, *handle);
   return std::string(buffer, result.ptr);
-}
-
-// One row per entry, then one per state; columns padded to their widest cell.
-void printTable(const std::vector<std::vector<std::string>>& rows) {
-  std::vector<std::size_t> widths;
-  for (const auto& row : rows) {
-    widths.resize(std::max(widths.size(), row.size()));
-    for (std::size_t i = 0; i < row.size(); ++i) widths[i] = std::max(widths[i], row[i].size());
-  }
-  for (const auto& row : rows) {
-    std::string line;
-    for (std::size_t i = 0; i < row.size(); ++i) {
-      line += row[i];
-      if (i + 1 < row.size()) line += std::string(widths[i] - row[i].size() + 2, ' ');
-    }
-    std::cout << line << "\n";
-  }
 }
 
 int runSuppressions(const Args& input) {
@@ -51,7 +35,7 @@ int runSuppressions(const Args& input) {
   for (const auto& [pattern, state] : qvsvGetWarningStates()) {
     rows.push_back({pattern, "", std::string("state ") + qvsvWarningStateName(state)});
   }
-  printTable(rows);
+  PrintTable(rows);
   return 0;
 }
 

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <charconv>
 #include <cmath>
+#include <iostream>
 #include <sstream>
 
 namespace qvsv::tool {
@@ -22,6 +23,22 @@ std::string cellText(const txArray* value) {
 }
 
 }  // namespace
+
+void PrintTable(const std::vector<std::vector<std::string>>& rows) {
+  std::vector<std::size_t> widths;
+  for (const auto& row : rows) {
+    widths.resize(std::max(widths.size(), row.size()));
+    for (std::size_t c = 0; c < row.size(); ++c) widths[c] = std::max(widths[c], row[c].size());
+  }
+  for (const auto& row : rows) {
+    std::string line;
+    for (std::size_t c = 0; c < row.size(); ++c) {
+      line += row[c];
+      if (c + 1 < row.size()) line += std::string(widths[c] - row[c].size() + 2, ' ');
+    }
+    std::cout << line << "\n";
+  }
+}
 
 std::string ShowValue(const txArray* a) {
   if (txIsChar(a)) return "'" + txGetStringUTF8(a) + "'";
