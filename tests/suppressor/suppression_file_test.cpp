@@ -112,28 +112,6 @@ TEST_F(SuppressionFile, MessagesFollowTheGlobalLocale) {
             "Zeile 3, Spalte 1: das Element <state> braucht das Attribut 'value'.");
 }
 
-// Every text of the catalogue, in every shipped locale, places all its arguments.
-TEST_F(SuppressionFile, EveryCatalogueTextExistsInEnglishAndGermanWithItsArguments) {
-  const std::vector<std::pair<const char*, int>> keys{
-      {"BadSuppressionFile", 4}, {"CannotReadSuppressionFile", 1}, {"CannotWriteSuppressionFile", 1},
-      {"XmlSyntax", 1},          {"DoctypeNotAccepted", 0},        {"UnexpectedElement", 1},
-      {"UnexpectedAttribute", 2}, {"MissingAttribute", 2},         {"InvalidValue", 2},
-      {"UnexpectedText", 0}};
-  for (const auto& [key, count] : keys) {
-    qvsvArgumentVector arguments;
-    for (int i = 0; i < count; ++i) arguments.push_back(std::string("<arg") + std::to_string(i) + ">");
-    const resource_core::BaseMsgID id("QV_SERVICES:suppressor", key, arguments);
-    const std::u16string english = resource_core::GetMessageText(id, "en");
-    const std::u16string german = resource_core::GetMessageText(id, "de");
-    EXPECT_NE(english, german) << key << ": no German text";
-    for (const std::u16string& text : {english, german}) {
-      const std::string utf8 = ConvertUStringToStdString(text);
-      for (int i = 0; i < count; ++i) EXPECT_NE(utf8.find("<arg" + std::to_string(i) + ">"), std::string::npos) << utf8;
-      EXPECT_EQ(utf8.find('{'), std::string::npos) << utf8;
-    }
-  }
-}
-
 TEST_F(SuppressionFile, UnreadableAndUnwritablePathsAreNamed) {
   fill();
   const Tables before = tables();

@@ -1,5 +1,7 @@
 #include <stdexcept>
 
+#include <gmock/gmock.h>
+
 #include "tests/support/test_support.hpp"
 #include "tests/suppressor/suppressor_fixture.hpp"
 
@@ -7,6 +9,8 @@ namespace {
 
 using qvsv::test::SuppressorTest;
 using State = qvsvWarningState;
+using ::testing::HasSubstr;
+using ::testing::ThrowsMessage;
 
 struct DecisionRow {
   std::string name;
@@ -66,12 +70,8 @@ TEST(WarningStateNames, ReadBackAndUnknownNamesAreRefusedByName) {
   for (const auto state : {State::kOn, State::kOff, State::kOnce, State::kError}) {
     EXPECT_EQ(qvsvParseWarningState(qvsvWarningStateName(state)), state);
   }
-  try {
-    qvsvParseWarningState("Off");
-    ADD_FAILURE() << "names are lower case";
-  } catch (const std::invalid_argument& e) {
-    EXPECT_NE(std::string(e.what()).find("'Off'"), std::string::npos);
-  }
+  EXPECT_THAT([] { qvsvParseWarningState("Off"); }, ThrowsMessage<std::invalid_argument>(HasSubstr("'Off'")))
+      << "names are lower case";
   EXPECT_THROW(qvsvSetWarningState("A:b", static_cast<State>(7)), std::invalid_argument);
 }
 
