@@ -1,7 +1,7 @@
 // Every area's catalogue: each text reads in both shipped locales with every
 // argument placed, and each text with words has a German translation with the
-// same placeholders. Texts without words (markup templates) may be English only.
-// (Identical words, such as "Information", are allowed in both.)
+// same placeholders (the same word, such as "Information", may serve both).
+// Texts without words, the markup templates, may be English only.
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -24,7 +24,8 @@ bool HasWords(std::string text) {
 
 TEST(Catalogues, EveryKeyReadsInEveryShippedLocaleWithAllItsArguments) {
   std::size_t areas = 0;
-  for (const auto& folder : std::filesystem::directory_iterator(std::string(QVSV_SOURCE_DIR) + "/resources/QV_SERVICES")) {
+  const std::filesystem::path root = std::filesystem::path(QVSV_SOURCE_DIR) / "resources/QV_SERVICES";
+  for (const auto& folder : std::filesystem::directory_iterator(root)) {
     ++areas;
     const std::string area = "QV_SERVICES:" + folder.path().filename().string();
     const auto en = qvsv::test::CatalogueKeys(folder.path() / "en.txt");
@@ -36,6 +37,7 @@ TEST(Catalogues, EveryKeyReadsInEveryShippedLocaleWithAllItsArguments) {
     }
     std::size_t translated = 0;
     for (const auto& [key, placeholders] : en) {
+      const std::string where = area + ":" + key + " ";
       // Placeholders are numbered from 0; a text may use an argument twice.
       resource_core::MsgArguments arguments;
       for (const std::string& placeholder : placeholders) {
@@ -46,13 +48,13 @@ TEST(Catalogues, EveryKeyReadsInEveryShippedLocaleWithAllItsArguments) {
       const resource_core::BaseMsgID id(area, key, arguments);
       const std::string english = ConvertUStringToStdString(resource_core::GetMessageText(id, "en"));
       const std::string german = ConvertUStringToStdString(resource_core::GetMessageText(id, "de"));
-      EXPECT_TRUE(de.count(key) || !HasWords(english)) << area << ":" << key << " has no German text";
+      EXPECT_TRUE(de.count(key) || !HasWords(english)) << where << "has no German text";
       translated += english != german;
       for (const std::string& text : {english, german}) {
         for (std::size_t i = 0; i < arguments.size(); ++i) {
-          EXPECT_NE(text.find("<arg" + std::to_string(i) + ">"), std::string::npos) << area << ":" << key << " " << text;
+          EXPECT_NE(text.find("<arg" + std::to_string(i) + ">"), std::string::npos) << where << text;
         }
-        EXPECT_EQ(text.find('{'), std::string::npos) << area << ":" << key << " " << text;
+        EXPECT_EQ(text.find('{'), std::string::npos) << where << text;
       }
     }
     EXPECT_GT(translated, 0u) << area << " is read in English whatever the locale";

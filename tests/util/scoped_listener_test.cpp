@@ -38,16 +38,15 @@ const Form kDiagnosticForm{
     [](unsigned& heard) { return qvsvRegisterDiagnosticCallback(kName, [&heard](qvsvDiagnosticImpl*&) { ++heard; }); },
     [] { qvsvUnRegisterDiagnosticCallback(kName); }};
 
-const Form kIdentifierForm{"identifier",
-                           [](unsigned& heard) -> std::shared_ptr<void> {
-                             return std::make_shared<ScopedIDDiagnosticListener>(
-                                 kName, [&heard](MsgID&, void*) { ++heard; }, &gOwner);
-                           },
-                           [](unsigned& heard) {
-                             return qvsvRegisterIDDiagnosticCallback(
-                                 kName, [&heard](MsgID&, void*) { ++heard; }, &gOwner);
-                           },
-                           [] { qvsvUnRegisterIDDiagnosticCallback(kName, &gOwner); }};
+const Form kIdentifierForm{
+    "identifier",
+    [](unsigned& heard) -> std::shared_ptr<void> {
+      return std::make_shared<ScopedIDDiagnosticListener>(kName, [&heard](MsgID&, void*) { ++heard; }, &gOwner);
+    },
+    [](unsigned& heard) {
+      return qvsvRegisterIDDiagnosticCallback(kName, [&heard](MsgID&, void*) { ++heard; }, &gOwner);
+    },
+    [] { qvsvUnRegisterIDDiagnosticCallback(kName, &gOwner); }};
 
 class ScopedListeners : public qvsv::test::DiagnosticsTest {
  protected:
@@ -133,11 +132,8 @@ TEST_F(ScopedListeners, IdentifierScopeHearsEveryItemWithItsArgumentsAndOwnerAnd
   EXPECT_EQ(ids.counter(), 2u);
   ids.resetCounter();
   EXPECT_EQ(ids.counter(), 0u);
-  EXPECT_FALSE(qvsvRegisterIDDiagnosticCallback(
-      "args", [](MsgID&, void*) {}, &gOwner));
-  EXPECT_TRUE(qvsvRegisterIDDiagnosticCallback(
-      "args", [](MsgID&, void*) {}, nullptr))
-      << "keyed by name and owner";
+  EXPECT_FALSE(qvsvRegisterIDDiagnosticCallback("args", [](MsgID&, void*) {}, &gOwner));
+  EXPECT_TRUE(qvsvRegisterIDDiagnosticCallback("args", [](MsgID&, void*) {}, nullptr)) << "keyed by name and owner";
   qvsvUnRegisterIDDiagnosticCallback("args", nullptr);
 }
 
