@@ -93,12 +93,6 @@ struct ReferenceSettings {
 
 namespace reference {
 
-// An exponent of all ones: infinity or NaN.
-template <typename T>
-bool ExponentAllOnes(T v) {
-  return !std::isfinite(v);
-}
-
 // Round to single as the hardware does, overflow to infinity included.
 inline float ToSingle(double d) {
   if (std::isnan(d) || std::fabs(d) <= FLT_MAX) return static_cast<float>(d);
@@ -162,7 +156,7 @@ std::string Symbol(const ReferenceSettings& settings, T v) {
 
 template <typename T>
 std::string Compact(const ReferenceSettings& settings, T v, int first, int fallback) {
-  if (ExponentAllOnes(v)) return Symbol(settings, v);
+  if (!std::isfinite(v)) return Symbol(settings, v);
   std::string text = Sprintf(settings.formats[first], v);
   if (!ReadsBack(v, text)) text = Sprintf(settings.formats[fallback], v);
   RemoveRedundantZeroDigits(settings, text);
@@ -180,7 +174,7 @@ inline std::string ExponentCompact(const ReferenceSettings& s, float v) {
 
 template <typename T>
 std::string SaveVars(T v) {
-  if (ExponentAllOnes(v)) return "";  // the caller writes the symbol
+  if (!std::isfinite(v)) return "";  // the caller writes the symbol
   const bool single = sizeof(T) == sizeof(float);
   std::string text;
   if (std::fabs(v) < static_cast<T>(1e6)) {
@@ -211,9 +205,9 @@ std::string Write(const ReferenceSettings& s, T v) {
     case W::Legacy: return Sprintf("%G", v);
     case W::DefaultCompact: return DefaultCompact(s, v);
     case W::ExponentCompact: return ExponentCompact(s, v);
-    case W::SaveVars: return ExponentAllOnes(v) ? Symbol(s, v) : SaveVars(v);
+    case W::SaveVars: return !std::isfinite(v) ? Symbol(s, v) : SaveVars(v);
     case W::WeftConcise:
-      if (ExponentAllOnes(v)) {
+      if (!std::isfinite(v)) {
         text = Symbol(s, v);
       } else {
         text = std::fabs(v) < static_cast<T>(1e6) ? DefaultCompact(s, v) : ExponentCompact(s, v);
@@ -227,8 +221,10 @@ std::string Write(const ReferenceSettings& s, T v) {
 
 }  // namespace reference
 
-// The literal procedure's text of `v` under `settings`.
-inline std::string ReferenceText(const ReferenceSettings& settings, double v) { return reference::Write(settings, v); }
-inline std::string ReferenceText(const ReferenceSettings& settings, float v) { return reference::Write(settings, v); }
+// The literal procedure's text of `v` (a double or a single) under `settings`.
+template <typename T>
+std::string ReferenceText(const ReferenceSettings& settings, T v) {
+  return reference::Write(settings, v);
+}
 
 }  // namespace qvsv::test
