@@ -46,7 +46,10 @@ TEST(ModuleTerminateDeathTest, InitialiseAfterTerminateRegistersTheLibrarysFeatu
         const bool back = QvFeatureTable::lookupFeature("MessageViewer") == QVFEAT_MessageViewer &&
                           QvFeatureTable::lookupFeature("DiagnosticSuppressor") == QVFEAT_DiagnosticSuppressor;
         const bool stateKept = QvFeatureHostCommand::get("MultiSolver") == 1;
-        std::exit(back && stateKept ? 0 : 3);
+        // Initialising a module that is initialised already succeeds, so a
+        // host may load it twice.
+        const bool again = TLInitialize_qv_services() == 0;
+        std::exit(back && stateKept && again ? 0 : 3);
       },
       ::testing::ExitedWithCode(0), "");
 }
