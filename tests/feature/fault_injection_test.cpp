@@ -21,20 +21,19 @@ using qvsv::ScopedExceptionTesting;
 constexpr const char* kInjectedId = "QV_SERVICES:utils:InjectedException";
 
 // An allocator that counts its calls, so a test sees whether a wrapper used it.
-int& allocatorCalls() {
-  static int calls = 0;
-  return calls;
-}
+int gAllocatorCalls = 0;
 void* countingMalloc(std::size_t size) {
-  ++allocatorCalls();
+  ++gAllocatorCalls;
   return utMalloc(size);
 }
 
 class FaultInjection : public qvsv::test::DiagnosticsTest {
  protected:
-  static QVSV_ExceptionTester* tester(const char* name = "t") {
+  static QVSV_ExceptionTester* tester(const char* name = "t", int skip = QVSV_ExceptionTester::kNeverFire) {
     qvsvCreateExceptionTesterByName(name);
-    return qvsvGetExceptionTesterByName(name);
+    QVSV_ExceptionTester* t = qvsvGetExceptionTesterByName(name);
+    if (skip != QVSV_ExceptionTester::kNeverFire) t->setIterationToSkip(skip);
+    return t;
   }
   // 1-based numbers of the calls, out of `calls`, that the tester fails.
   static std::vector<int> failingCalls(QVSV_ExceptionTester* t, int calls) {
@@ -43,6 +42,16 @@ class FaultInjection : public qvsv::test::DiagnosticsTest {
       if (t->handleTester("Alloc", "f.cpp", "fn", 1)) failing.push_back(i);
     }
     return failing;
+  }
+  // What reportException throws for `given` (null when it throws nothing);
+  // the caller discards it.
+  static qvsvDiagnosticImpl* thrownBy(QVSV_ExceptionTester* t, qvsvDiagnosticImpl*& given, int line = 7) {
+    try {
+      t->reportException("x.cpp", "g", line, given);
+    } catch (qvsv::except::DiagnosticException& e) {
+      return e.takeDiagnostic();
+    }
+    return nullptr;
   }
 };
 
@@ -72,19 +81,13 @@ INSTANTIATE_TEST_SUITE_P(FaultInjection, FiringPattern,
                            return skip < 0 ? std::string("NegativeSkip") : "Skip" + std::to_string(skip);
                          });
 
-TEST_F(FaultInjection, NegativeSkipNeitherChangesTheSkipNorEnables) {
+TEST_F(FaultInjection, NegativeSkipChangesNothingAndResetsRestartTheCountOrDisable) {
   ScopedExceptionTesting failing(1);
-  QVSV_ExceptionTester* set = tester("set");
-  set->setIterationToSkip(2);
-  set->setEnabled(false);
-  set->setIterationToSkip(-5);
-  EXPECT_FALSE(set->isEnabled()) << "a negative skip must not enable";
-  EXPECT_EQ(set->getIterationToSkip(), 2);
-}
-
-TEST_F(FaultInjection, ResetsRestartTheCountOrDisable) {
-  ScopedExceptionTesting failing(1);
-  QVSV_ExceptionTester* t = tester();
+  QVSV_ExceptionTester* t = tester("t", 2);
+  t->setEnabled(false);
+  t->setIterationToSkip(-5);
+  EXPECT_FALSE(t->isEnabled()) << "a negative skip must not enable";
+  EXPECT_EQ(t->getIterationToSkip(), 2);
   t->setIterationToSkip(2);
   failingCalls(t, 2);
   t->resetIterationToThrow();
@@ -97,7 +100,7 @@ TEST_F(FaultInjection, ResetsRestartTheCountOrDisable) {
 
 TEST_F(FaultInjection, ReportModePrintsKindAfterZeroAndTheLocationAndSucceeds) {
   ScopedExceptionTesting reporting(0);
-  tester("r")->setIterationToSkip(1);
+  tester("r", 1);
   tessel::ConsoleCapture console;
   void* a = qvsvMalloc_DEBUG_DONT_USE_IT(utMalloc, 8, "r", "a.cpp", "fa", 10);
   EXPECT_EQ(console.text(), "") << "the first call passes";
@@ -116,8 +119,7 @@ TEST_F(FaultInjection, ReportModePrintsKindAfterZeroAndTheLocationAndSucceeds) {
 
 TEST_F(FaultInjection, OtherModesLetAFiringTesterPassSilently) {
   ScopedExceptionTesting other(7);
-  QVSV_ExceptionTester* t = tester();
-  t->setIterationToSkip(0);
+  QVSV_ExceptionTester* t = tester("t", 0);
   tessel::ConsoleCapture console;
   EXPECT_TRUE(failingCalls(t, 3).empty());
   EXPECT_EQ(console.text(), "");
@@ -126,45 +128,40 @@ TEST_F(FaultInjection, OtherModesLetAFiringTesterPassSilently) {
 
 TEST_F(FaultInjection, FailModeReturnsNullWithoutCallingTheAllocatorAndKeepsTheBlock) {
   ScopedExceptionTesting failing(1);
-  tester("m")->setIterationToSkip(1);
-  allocatorCalls() = 0;
+  tester("m", 1);
+  gAllocatorCalls = 0;
   auto* block = static_cast<char*>(qvsvMalloc_DEBUG_DONT_USE_IT(countingMalloc, 6, "m", __FILE__, __func__, 1));
   EXPECT_EQ(qvsvMalloc_DEBUG_DONT_USE_IT(countingMalloc, 6, "m", __FILE__, __func__, 2), nullptr);
-  EXPECT_EQ(allocatorCalls(), 1);
+  EXPECT_EQ(gAllocatorCalls, 1);
   ASSERT_NE(block, nullptr);
   std::memcpy(block, "hello", 6);
   block = static_cast<char*>(qvsvRealloc_DEBUG_DONT_USE_IT(utRealloc, block, 8, "m", nullptr, nullptr, 3));
   EXPECT_EQ(qvsvRealloc_DEBUG_DONT_USE_IT(utRealloc, block, 1 << 20, "m", nullptr, nullptr, 4), nullptr);
   EXPECT_STREQ(block, "hello");
   utFree(block);
-}
-
-TEST_F(FaultInjection, LibraryHelperClearsTheBlockAndFailsThroughItsTester) {
-  ScopedExceptionTesting failing(1);
-  tester("c")->setIterationToSkip(1);
-  auto* block = static_cast<int*>(qvsv::detail::TestedCalloc("c", 2, sizeof(int)));
-  ASSERT_NE(block, nullptr);
-  EXPECT_EQ(block[0] | block[1], 0);
+  // The library's own helper clears its block and fails through its tester.
+  tester("c", 1);
+  auto* cleared = static_cast<int*>(qvsv::detail::TestedCalloc("c", 2, sizeof(int)));
+  ASSERT_NE(cleared, nullptr);
+  EXPECT_EQ(cleared[0] | cleared[1], 0);
   EXPECT_EQ(qvsv::detail::TestedCalloc("c", 2, sizeof(int)), nullptr);
-  utFree(block);
+  utFree(cleared);
 }
 
 TEST_F(FaultInjection, WrappersCreateTheirTesterLazilyOnlyWhileAvailable) {
   {
     ScopedExceptionTesting unavailable(-1);
     EXPECT_FALSE(QVSV_ExceptionTester::isXTesterAvailable());
-    allocatorCalls() = 0;
+    gAllocatorCalls = 0;
     utFree(qvsvMalloc_DEBUG_DONT_USE_IT(countingMalloc, 4, "lazy", nullptr, nullptr, 0));
-    EXPECT_EQ(allocatorCalls(), 1);
+    EXPECT_EQ(gAllocatorCalls, 1);
     EXPECT_EQ(qvsvGetExceptionTesterByName("lazy"), nullptr) << "mode -1 creates no testers";
   }
-  {
-    ScopedExceptionTesting reporting(0);
-    EXPECT_TRUE(QVSV_ExceptionTester::isXTesterAvailable());
-    utFree(qvsvMalloc_DEBUG_DONT_USE_IT(utMalloc, 4, "lazy", nullptr, nullptr, 0));
-    ASSERT_NE(qvsvGetExceptionTesterByName("lazy"), nullptr);
-    EXPECT_FALSE(qvsvGetExceptionTesterByName("lazy")->isEnabled());
-  }
+  ScopedExceptionTesting reporting(0);
+  EXPECT_TRUE(QVSV_ExceptionTester::isXTesterAvailable());
+  utFree(qvsvMalloc_DEBUG_DONT_USE_IT(utMalloc, 4, "lazy", nullptr, nullptr, 0));
+  ASSERT_NE(qvsvGetExceptionTesterByName("lazy"), nullptr);
+  EXPECT_FALSE(qvsvGetExceptionTesterByName("lazy")->isEnabled());
 }
 
 TEST_F(FaultInjection, BadInputNeitherCrashesNorCreates) {
@@ -185,7 +182,7 @@ TEST_F(FaultInjection, NestedScopesShareTheOutermostRegistryAndRestoreTheMode) {
   EXPECT_EQ(QVSV_ExceptionTester::staticTesterMode, -1);
   {
     ScopedExceptionTesting outer(1);
-    tester("kept")->setIterationToSkip(3);
+    tester("kept", 3);
     {
       ScopedExceptionTesting inner(0);
       EXPECT_EQ(QVSV_ExceptionTester::staticTesterMode, 0);
@@ -199,97 +196,65 @@ TEST_F(FaultInjection, NestedScopesShareTheOutermostRegistryAndRestoreTheMode) {
 }
 
 // reportException: the counterpart for paths that raise diagnostics.
-class ReportException : public FaultInjection {
- protected:
-  static void report(QVSV_ExceptionTester* t, qvsvDiagnosticImpl*& diag, int line = 7) {
-    t->reportException("x.cpp", "g", line, diag);
-  }
-};
-
-TEST_F(ReportException, FailModeThrowsTheInjectedDiagnosticAfterSkipPassingCalls) {
+TEST_F(FaultInjection, ReportExceptionThrowsTheInjectedDiagnosticAfterSkipPassingCalls) {
   ScopedExceptionTesting failing(1);
-  QVSV_ExceptionTester* t = tester();
-  t->setIterationToSkip(2);
+  QVSV_ExceptionTester* t = tester("t", 2);
   for (int i = 0; i < 2; ++i) {
     qvsvDiagnosticImpl* given = make("Given:one");
-    EXPECT_NO_THROW(report(t, given));
+    EXPECT_EQ(thrownBy(t, given), nullptr);
     EXPECT_EQ(given, nullptr) << "a call that does not throw consumes the diagnostic";
   }
   qvsvDiagnosticImpl* none = nullptr;
-  try {
-    report(t, none);
-    FAIL() << "the third call must throw";
-  } catch (qvsv::except::DiagnosticException& e) {
-    qvsvDiagnosticImpl* thrown = e.takeDiagnostic();
-    EXPECT_EQ(ids(thrown), std::vector<std::string>{kInjectedId});
-    EXPECT_EQ(std::u16string(qvsvGetMessageFromDiagnosticItem(thrown, 0)),
-              u"Exception was thrown after 3. File: x.cpp; function: g; line: 7");
-    qvsvDiscardDiagnostic(thrown);
-  }
+  qvsvDiagnosticImpl* thrown = thrownBy(t, none);
+  EXPECT_EQ(ids(thrown), std::vector<std::string>{kInjectedId}) << "the third call throws";
+  EXPECT_EQ(std::u16string(qvsvGetMessageFromDiagnosticItem(thrown, 0)),
+            u"Exception was thrown after 3. File: x.cpp; function: g; line: 7");
+  qvsvDiscardDiagnostic(thrown);
   EXPECT_EQ(t->getCounter(), 0);
-}
 
-TEST_F(ReportException, InjectedDiagnosticBecomesACauseOfTheGivenOnesLastItem) {
-  ScopedExceptionTesting failing(1);
-  QVSV_ExceptionTester* t = tester();
+  // Given a diagnostic, the injected one becomes a cause of its last item.
   t->setIterationToSkip(0);
   qvsvDiagnosticImpl* given = queueOf(2, "Given");
-  try {
-    report(t, given);
-    FAIL() << "must throw";
-  } catch (qvsv::except::DiagnosticException& e) {
-    qvsvDiagnosticImpl* thrown = e.takeDiagnostic();
-    EXPECT_EQ(ids(thrown), (std::vector<std::string>{"Given:0", "Given:1"}));
-    EXPECT_EQ(ids(qvsvGetCauseFromDiagnosticItem(thrown, 1)), std::vector<std::string>{kInjectedId});
-    qvsvDiscardDiagnostic(thrown);
-  }
+  thrown = thrownBy(t, given);
   EXPECT_EQ(given, nullptr);
+  EXPECT_EQ(ids(thrown), (std::vector<std::string>{"Given:0", "Given:1"}));
+  EXPECT_EQ(ids(qvsvGetCauseFromDiagnosticItem(thrown, 1)), std::vector<std::string>{kInjectedId});
+  qvsvDiscardDiagnostic(thrown);
+  // A static last item takes no cause, and nothing leaks.
+  given = qvsvCreateMemoryAllocationDiagnostic();
+  thrown = thrownBy(t, given);
+  EXPECT_EQ(ids(thrown), std::vector<std::string>{"QV_SERVICES:utils:MemoryAllocationError"});
+  EXPECT_EQ(qvsvGetCauseFromDiagnosticItem(thrown, 0), nullptr);
+  qvsvDiscardDiagnostic(thrown);
 }
 
-TEST_F(ReportException, StaticLastItemTakesNoCauseAndNothingLeaks) {
-  ScopedExceptionTesting failing(1);
-  QVSV_ExceptionTester* t = tester();
-  t->setIterationToSkip(0);
-  qvsvDiagnosticImpl* given = qvsvCreateMemoryAllocationDiagnostic();
-  try {
-    report(t, given);
-    FAIL() << "must throw";
-  } catch (qvsv::except::DiagnosticException& e) {
-    EXPECT_EQ(e.identifier(), "QV_SERVICES:utils:MemoryAllocationError");
-    EXPECT_EQ(qvsvGetCauseFromDiagnosticItem(e.diagnostic(), 0), nullptr);
-  }
-}
-
-TEST_F(ReportException, ReportModePrintsTheLastMessageWithTheInterruptFlagAndConsumes) {
+TEST_F(FaultInjection, ReportExceptionInReportModePrintsTheLastMessageWithTheInterruptFlagAndConsumes) {
   ScopedExceptionTesting reporting(0);
-  QVSV_ExceptionTester* t = tester();
-  t->setIterationToSkip(0);
+  QVSV_ExceptionTester* t = tester("t", 0);
   tessel::ConsoleCapture console;
   qvsvDiagnosticImpl* given = make("Given:one", u"given message");
-  report(t, given);
+  EXPECT_EQ(thrownBy(t, given), nullptr);
   EXPECT_EQ(given, nullptr);
   tessel::SetInterruptEnabled(false);
   qvsvDiagnosticImpl* none = nullptr;
-  report(t, none, 9);
+  EXPECT_EQ(thrownBy(t, none, 9), nullptr);
   tessel::SetInterruptEnabled(true);
-  EXPECT_EQ(none, nullptr);
   EXPECT_EQ(console.text(),
             "given message (interruption enabled: 1)\n"
             "Exception was thrown after 1. File: x.cpp; function: g; line: 9 (interruption enabled: 0)\n");
 }
 
-TEST_F(ReportException, UnavailableOrDisabledTesterOnlyConsumes) {
+TEST_F(FaultInjection, ReportExceptionOfAnUnavailableOrDisabledTesterOnlyConsumes) {
   QVSV_ExceptionTester loose("loose");
   loose.setIterationToSkip(0);
   qvsvDiagnosticImpl* given = make("Given:one");
-  EXPECT_NO_THROW(report(&loose, given)) << "mode -1";
+  EXPECT_EQ(thrownBy(&loose, given), nullptr) << "mode -1";
   EXPECT_EQ(given, nullptr);
   EXPECT_EQ(loose.getCounter(), 0) << "nothing is counted while testers are unavailable";
-
   ScopedExceptionTesting failing(1);
-  qvsvDiagnosticImpl* again = make("Given:two");
-  EXPECT_NO_THROW(report(tester("disabled"), again));
-  EXPECT_EQ(again, nullptr);
+  given = make("Given:two");
+  EXPECT_EQ(thrownBy(tester("disabled"), given), nullptr);
+  EXPECT_EQ(given, nullptr);
 }
 
 }  // namespace

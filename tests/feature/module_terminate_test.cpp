@@ -13,8 +13,6 @@ namespace {
 // A static feature of this program, destroyed at exit after any release.
 QvFeature gExitFeature("zz_TerminateTestFeature", "destroyed after terminate", __FILE__, "tests", 7, 1);
 
-void exitWith(bool ok) { std::exit(ok ? 0 : 3); }
-
 TEST(ModuleTerminateDeathTest, TerminateReleasesTheTableAndLaterLookupsFindNothing) {
   EXPECT_EXIT(
       {
@@ -24,7 +22,7 @@ TEST(ModuleTerminateDeathTest, TerminateReleasesTheTableAndLaterLookupsFindNothi
         const bool after = QvFeatureTable::lookupFeature("MessageViewer") == nullptr &&
                            QvFeatureTable::lookupFeature("zz_TerminateTestFeature") == nullptr;
         // The static features (the library's and gExitFeature) are destroyed at exit.
-        exitWith(before && after);
+        std::exit(before && after ? 0 : 3);
       },
       ::testing::ExitedWithCode(0), "");
 }
@@ -33,7 +31,7 @@ TEST(ModuleTerminateDeathTest, StaticFeaturesDestroyedAfterTerminateTouchNothing
   EXPECT_EXIT(
       {
         TLTerminate_qv_services();
-        exitWith(true);
+        std::exit(0);
       },
       ::testing::ExitedWithCode(0), "");
 }
@@ -48,7 +46,10 @@ TEST(ModuleTerminateDeathTest, InitialiseAfterTerminateRegistersTheLibrarysFeatu
         const bool back = QvFeatureTable::lookupFeature("MessageViewer") == QVFEAT_MessageViewer &&
                           QvFeatureTable::lookupFeature("DiagnosticSuppressor") == QVFEAT_DiagnosticSuppressor;
         const bool stateKept = QvFeatureHostCommand::get("MultiSolver") == 1;
-        exitWith(back && stateKept);
+        // Initialising a module that is initialised already succeeds, so a
+        // host may load it twice.
+        const bool again = TLInitialize_qv_services() == 0;
+        std::exit(back && stateKept && again ? 0 : 3);
       },
       ::testing::ExitedWithCode(0), "");
 }

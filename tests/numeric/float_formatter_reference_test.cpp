@@ -35,12 +35,6 @@ constexpr int kTargetCount = 15;  // 0..14
 // Random patterns per type, spread evenly over the targets.
 constexpr std::size_t kPatternsPerType = 10'050'000;
 
-std::string Hex(std::uint64_t bits, int digits) {
-  char text[24];
-  std::snprintf(text, sizeof text, "%0*llx", digits, static_cast<unsigned long long>(bits));
-  return text;
-}
-
 // Compares one value and reports a mismatch with its bit pattern; returns
 // whether they agreed.
 template <typename T>
@@ -49,7 +43,7 @@ bool Agrees(const QvfrgFltToAscii& formatter, const ReferenceSettings& settings,
   const std::string actual = Written(formatter, v);
   if (actual == expected) return true;
   const auto bits = std::bit_cast<std::conditional_t<sizeof(T) == 8, std::uint64_t, std::uint32_t>>(v);
-  ADD_FAILURE() << "target " << target << (sizeof(T) == 8 ? " double " : " single ") << Hex(bits, sizeof(T) * 2)
+  ADD_FAILURE() << "target " << target << (sizeof(T) == 8 ? " double 0x" : " single 0x") << std::hex << bits
                 << ": formatter wrote \"" << actual << "\", literal procedure \"" << expected << "\"";
   return false;
 }
@@ -120,20 +114,25 @@ class LiteralAgreement : public ::testing::TestWithParam<int> {
   ReferenceSettings settings_ = ReferenceSettings::ForTarget(GetParam());
 };
 
-TEST_P(LiteralAgreement, RandomPatterns) {
-  std::mt19937_64 doubles(0x5EED0000u + static_cast<unsigned>(target()));
-  std::mt19937_64 singles(0xF1000000u + static_cast<unsigned>(target()));
-  const std::size_t count = qvsv::test::Scaled(kPatternsPerType / kTargetCount, 1000);
+// The curated edge values, then `count` random patterns from `seed`; stops
+// after ten reported mismatches.
+void CheckEdgesAndRandom(const QvfrgFltToAscii& formatter, const ReferenceSettings& settings, int target,
+                         std::uint64_t seed, std::size_t count, bool edges = true) {
   int failures = 0;
+  if (edges) {
+    for (double v : EdgeDoubles()) failures += !Agrees(formatter, settings, v, target);
+    for (float v : EdgeSingles()) failures += !Agrees(formatter, settings, v, target);
+  }
+  std::mt19937_64 rng(seed + static_cast<unsigned>(target));
   for (std::size_t i = 0; i < count && failures < 10; ++i) {
-    failures += !Agrees(formatter_, settings_, std::bit_cast<double>(DoublePattern(doubles, i)), target());
-    failures += !Agrees(formatter_, settings_, std::bit_cast<float>(SinglePattern(singles, i)), target());
+    failures += !Agrees(formatter, settings, std::bit_cast<double>(DoublePattern(rng, i)), target);
+    failures += !Agrees(formatter, settings, std::bit_cast<float>(SinglePattern(rng, i)), target);
   }
 }
 
-TEST_P(LiteralAgreement, EdgeValues) {
-  for (double v : EdgeDoubles()) Agrees(formatter_, settings_, v, target());
-  for (float v : EdgeSingles()) Agrees(formatter_, settings_, v, target());
+TEST_P(LiteralAgreement, EdgeValuesAndRandomPatterns) {
+  CheckEdgesAndRandom(formatter_, settings_, target(), 0x5EED0000u,
+                      qvsv::test::Scaled(kPatternsPerType / kTargetCount, 1000));
 }
 
 TEST_P(LiteralAgreement, CommaDecimalPointLocale) {
@@ -142,25 +141,14 @@ TEST_P(LiteralAgreement, CommaDecimalPointLocale) {
   char probe[16];
   std::snprintf(probe, sizeof probe, "%.1f", 0.5);
   ASSERT_STREQ(probe, "0,5") << comma.description();
-  for (double v : EdgeDoubles()) Agrees(formatter_, settings_, v, target());
-  for (float v : EdgeSingles()) Agrees(formatter_, settings_, v, target());
-  std::mt19937_64 rng(0xC0AA0000u + static_cast<unsigned>(target()));
-  const std::size_t count = qvsv::test::Scaled(20000, 200);
-  for (std::size_t i = 0; i < count; ++i) {
-    Agrees(formatter_, settings_, std::bit_cast<double>(DoublePattern(rng, i)), target());
-    Agrees(formatter_, settings_, std::bit_cast<float>(SinglePattern(rng, i)), target());
-  }
+  CheckEdgesAndRandom(formatter_, settings_, target(), 0xC0AA0000u, qvsv::test::Scaled(20000, 200));
 }
 
 TEST_P(LiteralAgreement, OtherRoundingModes) {
   // sprintf and strtod follow the rounding mode; the formatter must too.
   for (int mode : {FE_UPWARD, FE_DOWNWARD, FE_TOWARDZERO}) {
     ASSERT_EQ(std::fesetround(mode), 0);
-    std::mt19937_64 rng(0xF0F0u + static_cast<unsigned>(target()));
-    for (std::size_t i = 0; i < qvsv::test::Scaled(2000, 100); ++i) {
-      Agrees(formatter_, settings_, std::bit_cast<double>(DoublePattern(rng, i)), target());
-      Agrees(formatter_, settings_, std::bit_cast<float>(SinglePattern(rng, i)), target());
-    }
+    CheckEdgesAndRandom(formatter_, settings_, target(), 0xF0F0u, qvsv::test::Scaled(2000, 100), false);
     std::fesetround(FE_TONEAREST);
   }
 }
@@ -175,11 +163,7 @@ TEST(LiteralAgreementSettings, ExponentZerosKeptWhenRemovalIsOff) {
     formatter.setRemoveExtraZeroAfterSymbolE(false);
     ReferenceSettings settings = ReferenceSettings::ForTarget(target);
     settings.removeExtraExponentZeros = false;
-    std::mt19937_64 rng(77 + target);
-    for (std::size_t i = 0; i < qvsv::test::Scaled(20000, 500); ++i) {
-      Agrees(formatter, settings, std::bit_cast<double>(DoublePattern(rng, i)), target);
-      Agrees(formatter, settings, std::bit_cast<float>(SinglePattern(rng, i)), target);
-    }
+    CheckEdgesAndRandom(formatter, settings, target, 77, qvsv::test::Scaled(20000, 500), false);
   }
 }
 

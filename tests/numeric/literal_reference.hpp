@@ -93,12 +93,6 @@ struct ReferenceSettings {
 
 namespace reference {
 
-// An exponent of all ones: infinity or NaN.
-template <typename T>
-bool ExponentAllOnes(T v) {
-  return !std::isfinite(v);
-}
-
 // Round to single as the hardware does, overflow to infinity included.
 inline float ToSingle(double d) {
   if (std::isnan(d) || std::fabs(d) <= FLT_MAX) return static_cast<float>(d);
@@ -160,27 +154,21 @@ std::string Symbol(const ReferenceSettings& settings, T v) {
   return v > 0 ? symbols[0] : symbols[1];
 }
 
+// The compact writers: a first format, the fallback when the text does not
+// read back (the widest one for a single's largest magnitude), then trimming.
 template <typename T>
-std::string Compact(const ReferenceSettings& settings, T v, int first, int fallback) {
-  if (ExponentAllOnes(v)) return Symbol(settings, v);
+std::string Compact(const ReferenceSettings& settings, T v, bool exponent) {
+  if (!std::isfinite(v)) return Symbol(settings, v);
+  const int first = (exponent ? 5 : 0) + (sizeof(T) == sizeof(float) ? 2 : 0);
+  const int fallback = first + (sizeof(T) == sizeof(float) && std::fabs(v) == FLT_MAX ? 2 : 1);
   std::string text = Sprintf(settings.formats[first], v);
   if (!ReadsBack(v, text)) text = Sprintf(settings.formats[fallback], v);
   RemoveRedundantZeroDigits(settings, text);
   return text;
 }
 
-inline std::string DefaultCompact(const ReferenceSettings& s, double v) { return Compact(s, v, 0, 1); }
-inline std::string DefaultCompact(const ReferenceSettings& s, float v) {
-  return Compact(s, v, 2, std::fabs(v) == FLT_MAX ? 4 : 3);
-}
-inline std::string ExponentCompact(const ReferenceSettings& s, double v) { return Compact(s, v, 5, 6); }
-inline std::string ExponentCompact(const ReferenceSettings& s, float v) {
-  return Compact(s, v, 7, std::fabs(v) == FLT_MAX ? 9 : 8);
-}
-
 template <typename T>
 std::string SaveVars(T v) {
-  if (ExponentAllOnes(v)) return "";  // the caller writes the symbol
   const bool single = sizeof(T) == sizeof(float);
   std::string text;
   if (std::fabs(v) < static_cast<T>(1e6)) {
@@ -209,17 +197,11 @@ std::string Write(const ReferenceSettings& s, T v) {
     case W::Plain: return Sprintf(single ? "%.10G" : "%.17G", v);
     case W::Exponent: return Sprintf(single ? "%.9E" : "%.16E", v);
     case W::Legacy: return Sprintf("%G", v);
-    case W::DefaultCompact: return DefaultCompact(s, v);
-    case W::ExponentCompact: return ExponentCompact(s, v);
-    case W::SaveVars: return ExponentAllOnes(v) ? Symbol(s, v) : SaveVars(v);
-    case W::WeftConcise:
-      if (ExponentAllOnes(v)) {
-        text = Symbol(s, v);
-      } else {
-        text = std::fabs(v) < static_cast<T>(1e6) ? DefaultCompact(s, v) : ExponentCompact(s, v);
-      }
-      break;
-    case W::WeftExponential: text = ExponentCompact(s, v); break;
+    case W::DefaultCompact: return Compact(s, v, false);
+    case W::ExponentCompact: return Compact(s, v, true);
+    case W::SaveVars: return std::isfinite(v) ? SaveVars(v) : Symbol(s, v);
+    case W::WeftConcise: text = Compact(s, v, std::fabs(v) >= static_cast<T>(1e6)); break;
+    case W::WeftExponential: text = Compact(s, v, true); break;
   }
   if (single && s.indicateSingle) text += 'F';
   return text;
@@ -227,8 +209,10 @@ std::string Write(const ReferenceSettings& s, T v) {
 
 }  // namespace reference
 
-// The literal procedure's text of `v` under `settings`.
-inline std::string ReferenceText(const ReferenceSettings& settings, double v) { return reference::Write(settings, v); }
-inline std::string ReferenceText(const ReferenceSettings& settings, float v) { return reference::Write(settings, v); }
+// The literal procedure's text of `v` (a double or a single) under `settings`.
+template <typename T>
+std::string ReferenceText(const ReferenceSettings& settings, T v) {
+  return reference::Write(settings, v);
+}
 
 }  // namespace qvsv::test

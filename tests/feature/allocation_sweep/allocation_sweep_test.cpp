@@ -14,6 +14,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <array>
 #include <cstdio>
 #include <new>
 #include <string>
@@ -35,26 +36,22 @@ namespace {
 using qvsv::test::sweep::ArmedRun;
 using qvsv::test::sweep::Scenario;
 
-// Everything that a run could leak, counted.
-struct LiveCounts {
-  std::size_t diagnostics = qvsv::detail::LiveDiagnosticCount();
-  std::size_t items = qvsv::detail::LiveItemCount();
-  std::size_t arrays = tessel::LiveArrayCount();
-  std::size_t hostBlocks = tessel::LiveHostBlockCount();
-  std::size_t heapBlocks = qvsv::test::sweep::LiveHeapBlocks();
-};
+// Everything that a run could leak, counted, and the names of the counts.
+using LiveCounts = std::array<std::size_t, 5>;
+LiveCounts liveCounts() {
+  return {qvsv::detail::LiveDiagnosticCount(), qvsv::detail::LiveItemCount(), tessel::LiveArrayCount(),
+          tessel::LiveHostBlockCount(), qvsv::test::sweep::LiveHeapBlocks()};
+}
+constexpr const char* kCounted[] = {"diagnostics", "items", "host arrays", "host blocks", "heap blocks"};
 
 // What went wrong in one run, empty when nothing did.
 std::string leaks(const LiveCounts& before, const LiveCounts& after) {
   std::string out;
-  auto check = [&](const char* what, std::size_t a, std::size_t b) {
-    if (a != b) out += std::string(out.empty() ? "" : ", ") + what + " " + std::to_string(a) + " -> " + std::to_string(b);
-  };
-  check("diagnostics", before.diagnostics, after.diagnostics);
-  check("items", before.items, after.items);
-  check("host arrays", before.arrays, after.arrays);
-  check("host blocks", before.hostBlocks, after.hostBlocks);
-  check("heap blocks", before.heapBlocks, after.heapBlocks);
+  for (std::size_t i = 0; i < before.size(); ++i) {
+    if (before[i] == after[i]) continue;
+    out += std::string(out.empty() ? "" : ", ") + kCounted[i] + " " + std::to_string(before[i]) + " -> " +
+           std::to_string(after[i]);
+  }
   return out;
 }
 
@@ -83,7 +80,7 @@ class AllocationSweep : public ::testing::TestWithParam<Scenario> {
   // One run failing request failAt (0: none). Returns the requests counted;
   // fired tells whether request failAt came.
   static std::size_t run(const Scenario& scenario, std::size_t failAt, bool& fired, std::string& problem) {
-    const LiveCounts before;
+    const LiveCounts before = liveCounts();
     qvsv::test::sweep::Outcome outcome;
     std::size_t requests = 0;
     {
@@ -103,8 +100,8 @@ class AllocationSweep : public ::testing::TestWithParam<Scenario> {
     // What the scenario keeps between runs (statistics, interned strings)
     // is let go here, outside the count.
     if (scenario.cleanUp) scenario.cleanUp();
-    const std::string leaked = leaks(before, LiveCounts());
-      if (!leaked.empty()) problem += (problem.empty() ? "" : "; ") + ("leaked " + leaked);
+    const std::string leaked = leaks(before, liveCounts());
+    if (!leaked.empty()) problem += (problem.empty() ? "" : "; ") + ("leaked " + leaked);
     qvsvDiagnosticImpl* probe = qvsvCreateMemoryAllocationDiagnostic();
     const qvsvDiagnosticItem* shared = probe->firstItem();
     if (shared->numHandles != 0 || !shared->metadata.empty() || shared->cause != nullptr || shared->arguments != nullptr) {

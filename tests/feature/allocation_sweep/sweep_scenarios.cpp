@@ -10,9 +10,7 @@
 #include "qv_services/diagnostic_creation.hpp"
 #include "qv_services/error_queue.hpp"
 #include "qv_services/feature.hpp"
-#include "qv_services/float_formatter.hpp"
 #include "qv_services/listeners.hpp"
-#include "qv_services/number_text.hpp"
 #include "qv_services/regexp.hpp"
 #include "qv_services/renderings.hpp"
 #include "qv_services/reporting.hpp"
@@ -326,18 +324,7 @@ void regexScenario(Outcome& outcome) {
   }
 }
 
-// --- Numbers, features, hooks and the tracer. ---
-
-void floatScenario(Outcome& outcome) {
-  QvfrgFltToAscii formatter(QVSV_Flt2Ascii::TARGET_DEFAULT);
-  QvfrgFltToAscii copy = formatter;
-  char buffer[QvfrgFltToAscii::kBufferSize];
-  copy.writeDoubleFlt(buffer, 0.1);
-  if (std::string(buffer).find("0.1") == std::string::npos) problem(outcome, std::string("0.1 written as ") + buffer);
-  if (qvsv_dtoa(1e300).empty() || qvsv_complex2ascii(-1.2345678901234567e-300, 9.87654321e+300).empty()) {
-    problem(outcome, "empty number text");
-  }
-}
+// --- Features, hooks and the tracer. ---
 
 void reportsScenario(Outcome& outcome) {
   struct Destroy {
@@ -390,7 +377,6 @@ const std::vector<Scenario>& Scenarios() {
       {"StringTable", 6, stringTableScenario, [] { qvsvStringTable::forceGarbageCollectionNow(); }},
       {"WideStrings", 7, wideStringScenario, nullptr},
       {"Regexp", 8, regexScenario, nullptr},
-      {"FloatFormatter", 9, floatScenario, nullptr},
       {"FeatureAndHookReports", 10, reportsScenario, nullptr},
       {"Tracer", 11, tracerScenario, [] { QvTracerClearStat(); }},
       {"ArrayForm", 13, arrayFormScenario, nullptr},
