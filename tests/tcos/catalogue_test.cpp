@@ -4,27 +4,12 @@
 
 #include <filesystem>
 #include <fstream>
-#include <map>
-#include <set>
 #include <sstream>
-#include <vector>
 
 #include "tessel/catalog.hpp"
 #include "tests/support/test_support.hpp"
 
 namespace {
-
-// The keys named in a source: Diagnostic("Key", ... and WithCause("Key", ...
-std::vector<std::string> ThrownKeys(const std::string& source) {
-  std::vector<std::string> keys;
-  for (const std::string marker : {"Diagnostic(\"", "WithCause(\""}) {
-    for (auto at = source.find(marker); at != std::string::npos; at = source.find(marker, at + 1)) {
-      const auto begin = at + marker.size();
-      keys.push_back(source.substr(begin, source.find('"', begin) - begin));
-    }
-  }
-  return keys;
-}
 
 TEST(TcosCatalogue, EveryKeyThrownExistsInEveryLocaleWithTheSamePlaceholders) {
   const std::filesystem::path root(QVSV_SOURCE_DIR);
@@ -38,14 +23,19 @@ TEST(TcosCatalogue, EveryKeyThrownExistsInEveryLocaleWithTheSamePlaceholders) {
           << key << " " << locale;
     }
   }
+  // The keys a source throws: Diagnostic("Key", ... and WithCause("Key", ...
   std::size_t seen = 0;
   for (const auto& file : std::filesystem::directory_iterator(root / "qv_services/tcos")) {
-    std::ifstream in(file.path());
     std::stringstream text;
-    text << in.rdbuf();
-    for (const std::string& key : ThrownKeys(text.str())) {
-      ++seen;
-      EXPECT_TRUE(en.count(key)) << key << " in " << file.path().filename();
+    text << std::ifstream(file.path()).rdbuf();
+    const std::string source = text.str();
+    for (const std::string marker : {"Diagnostic(\"", "WithCause(\""}) {
+      for (auto at = source.find(marker); at != std::string::npos; at = source.find(marker, at + 1)) {
+        const auto begin = at + marker.size();
+        const std::string key = source.substr(begin, source.find('"', begin) - begin);
+        ++seen;
+        EXPECT_TRUE(en.count(key)) << key << " in " << file.path().filename();
+      }
     }
   }
   EXPECT_GT(seen, 20u);

@@ -3,7 +3,6 @@
 // features refresh the host's menus when they change.
 #include <gtest/gtest.h>
 
-#include <ostream>
 #include <string>
 
 #include "qv_services/feature.hpp"
@@ -17,7 +16,6 @@ struct FeatureRow {
   int defaultState;
   const char* owner;
   bool refreshesMenus;
-  friend void PrintTo(const FeatureRow& row, std::ostream* os) { *os << row.name; }
 };
 
 // Loading the module registers the features (another test may have unloaded it).
@@ -29,7 +27,7 @@ class TcosFeatures : public testing::TestWithParam<FeatureRow> {
 TEST_P(TcosFeatures, ShipWithTheirDefaultAndOwner) {
   const FeatureRow& row = GetParam();
   const QvFeature* feature = QvFeatureTable::lookupFeature(row.name);
-  ASSERT_NE(feature, nullptr) << row.name;
+  ASSERT_NE(feature, nullptr);
   EXPECT_EQ(feature->defaultState(), row.defaultState);
   EXPECT_STREQ(feature->owner(), row.owner);
   EXPECT_EQ(feature->hasCallback(), row.refreshesMenus);

@@ -98,8 +98,8 @@ INSTANTIATE_TEST_SUITE_P(
                  "QV_SERVICES:strings:StringOrIDBadArray"},
         ReadCase{"EnumFromNumber", Number(2),
                  [](const txArray* a) { EXPECT_EQ(EnumFromHost(kColours, a), Colour::Green); }, ""},
-        ReadCase{"EnumFromUnknownName", [] { return txCreateString(u"Blue"); }, [](const txArray* a) { (void)EnumFromHost(kColours, a); },
-                 "QV_SERVICES:strings:UnknownEnumName"}),
+        ReadCase{"EnumFromUnknownName", [] { return txCreateString(u"Blue"); },
+                 [](const txArray* a) { (void)EnumFromHost(kColours, a); }, "QV_SERVICES:strings:UnknownEnumName"}),
     qvsv::test::RowName());
 
 template <typename... T>
