@@ -1,3 +1,6 @@
+// The host's two expression readers: full expressions (numbers, texts and
+// calls) and string expressions, which share the reading of text literals.
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <optional>
@@ -44,37 +47,50 @@ class Expression : public ::testing::Test {
   std::optional<tessel::HostCallScope> scope_;
 };
 
-struct Literal {
+struct Number {
   const char* name;
   std::u16string expression;
-  double number;  // when the value is a double scalar
-  std::u16string text;
+  double value;
 };
 
-class ExpressionLiterals : public Expression, public ::testing::WithParamInterface<Literal> {};
+class ExpressionNumbers : public Expression, public ::testing::WithParamInterface<Number> {};
 
-TEST_P(ExpressionLiterals, ReadToTheirValue) {
-  txArray* value = tessel::EvaluateExpression(GetParam().expression);
-  if (txIsChar(value) || GetParam().text.size() > 0) {
-    EXPECT_EQ(txGetString(value), GetParam().text);
-  } else {
-    ASSERT_TRUE(txIsNumeric(value));
-    EXPECT_EQ(txGetScalar(value), GetParam().number);
-  }
+TEST_P(ExpressionNumbers, ReadToTheirValue) {
+  EXPECT_EQ(txGetScalar(tessel::EvaluateExpression(GetParam().expression)), GetParam().value);
+}
+
+INSTANTIATE_TEST_SUITE_P(Expression, ExpressionNumbers,
+                         ::testing::Values(Number{"integer", u"42", 42}, Number{"signed_fraction", u" -2.5 ", -2.5},
+                                           Number{"leading_point", u".25", 0.25}, Number{"exponent", u"+1e3", 1000},
+                                           Number{"trailing_point", u"7.", 7}),
+                         qvsv::test::RowName());
+
+struct Text {
+  const char* name;
+  std::u16string expression;
+  std::u16string value;
+};
+
+class StringExpressionReads : public ::testing::TestWithParam<Text> {};
+
+TEST_P(StringExpressionReads, ToItsValue) {
+  EXPECT_EQ(tessel::EvaluateStringExpression(GetParam().expression), GetParam().value);
 }
 
 INSTANTIATE_TEST_SUITE_P(
-    Expression, ExpressionLiterals,
-    ::testing::Values(Literal{"integer", u"42", 42, u""}, Literal{"signed_fraction", u" -2.5 ", -2.5, u""},
-                      Literal{"leading_point", u".25", 0.25, u""}, Literal{"exponent", u"+1e3", 1000, u""},
-                      Literal{"trailing_point", u"7.", 7, u""}, Literal{"quoted", u"'it''s'", 0, u"it's"},
-                      Literal{"concatenation", u"['a' char(10), 'b']", 0, u"a\nb"},
-                      Literal{"lone_char_call", u"char(65)", 0, u"A"}),
+    StringExpression, StringExpressionReads,
+    ::testing::Values(Text{"lone_text", u"'abc'", u"abc"}, Text{"doubled_quotes", u"'it''s '''''", u"it's ''"},
+                      Text{"blanks_around", u" \t'a b' ", u"a b"}, Text{"empty_brackets", u"[ ]", u""},
+                      Text{"blank_separated", u"['a' char(10) 'b']", u"a\nb"},
+                      Text{"comma_separated", u"['a',char(34) , 'b']", u"a\"b"},
+                      Text{"blanks_inside_call", u"[char( 65 )]", u"A"},
+                      Text{"extreme_codes", u"[char(0) char(00065535)]", std::u16string(u"\0\uFFFF", 2)},
+                      Text{"non_ascii_kept", u"['\u00E9\U0001F600']", u"\u00E9\U0001F600"}),
     qvsv::test::RowName());
 
 TEST_F(Expression, CallsRegisteredFunctionsWithNestedArgumentsAndNoOutputsAskedGivesNull) {
-  txArray* value = tessel::EvaluateExpression(u"pkg.join('a', pkg.join( ['b' char(99)] ,'d'),'')");
-  EXPECT_EQ(txGetString(value), u"abcd");
+  txArray* value = tessel::EvaluateExpression(u"pkg.join('a', pkg.join( ['b' char(99)] ,'d'),'', char(101))");
+  EXPECT_EQ(txGetString(value), u"abcde");
   txArray* count = tessel::EvaluateExpression(u"record(1, 'x', record)");
   EXPECT_EQ(txGetScalar(count), 3.0);
   EXPECT_EQ(tessel::EvaluateExpression(u"record('only')", 0), nullptr);
@@ -101,33 +117,57 @@ TEST_F(Expression, FailingInnerCallDestroysWhatWasMadeAndSkipsTheOuterOne) {
   EXPECT_TRUE(calls_.empty());
 }
 
+// where is the reader's unit for the place of the fault: "column" for full
+// expressions, "position" for string expressions.
 struct Unreadable {
   const char* name;
+  std::string where;
   std::u16string expression;
-  std::size_t column;
+  std::size_t place;
 };
 
 class ExpressionRejects : public Expression, public ::testing::WithParamInterface<Unreadable> {};
 
-TEST_P(ExpressionRejects, BeforeCallingAnythingNamingTheColumn) {
-  const auto error = Raised<tessel::HostError>([] { tessel::EvaluateExpression(GetParam().expression); });
+TEST_P(ExpressionRejects, BeforeCallingAnythingNamingThePlace) {
+  const Unreadable& u = GetParam();
+  const auto error = Raised<tessel::HostError>([&] {
+    if (u.where == "column") {
+      tessel::EvaluateExpression(u.expression);
+    } else {
+      tessel::EvaluateStringExpression(u.expression);
+    }
+  });
   ASSERT_TRUE(error);
   EXPECT_EQ(error->identifier(), "Tessel:ParseError");
-  const std::string where = "column " + std::to_string(GetParam().column) + ":";
-  EXPECT_NE(std::string(error->what()).find(where), std::string::npos) << error->what();
+  EXPECT_THAT(error->what(), ::testing::HasSubstr(" " + u.where + " " + std::to_string(u.place) + ":"));
   EXPECT_TRUE(calls_.empty()) << "a syntax error runs nothing";
 }
 
 INSTANTIATE_TEST_SUITE_P(
     Expression, ExpressionRejects,
-    ::testing::Values(Unreadable{"empty", u"", 1}, Unreadable{"lone_sign", u"-", 1},
-                      Unreadable{"number_into_name", u"12abc", 3}, Unreadable{"exponent_without_digits", u"1e+", 2},
-                      Unreadable{"unclosed_call", u"record('a'", 11}, Unreadable{"missing_comma", u"record(1 2)", 10},
-                      Unreadable{"empty_argument", u"record(1,,2)", 10},
-                      Unreadable{"name_ending_in_point", u"pkg.(1)", 4},
-                      Unreadable{"text_after_call", u"record() 5", 10},
-                      Unreadable{"unterminated_quote", u"record('abc)", 8},
-                      Unreadable{"unclosed_bracket", u"record(['a')", 12}, Unreadable{"symbol", u"record(@)", 8}),
+    ::testing::Values(Unreadable{"empty", "column", u"", 1}, Unreadable{"lone_sign", "column", u"-", 1},
+                      Unreadable{"number_into_name", "column", u"12abc", 3},
+                      Unreadable{"exponent_without_digits", "column", u"1e+", 2},
+                      Unreadable{"unclosed_call", "column", u"record('a'", 11},
+                      Unreadable{"missing_comma", "column", u"record(1 2)", 10},
+                      Unreadable{"empty_argument", "column", u"record(1,,2)", 10},
+                      Unreadable{"name_ending_in_point", "column", u"pkg.(1)", 4},
+                      Unreadable{"text_after_call", "column", u"record() 5", 10},
+                      Unreadable{"symbol", "column", u"record(@)", 8}),
+    qvsv::test::RowName());
+
+INSTANTIATE_TEST_SUITE_P(
+    StringExpression, ExpressionRejects,
+    ::testing::Values(Unreadable{"empty", "position", u"", 1}, Unreadable{"unterminated", "position", u"'abc", 1},
+                      Unreadable{"line_feed_inside_quotes", "position", u"['a' 'b\nc']", 6},
+                      Unreadable{"missing_separator", "position", u"['a''b'char(10)]", 8},
+                      Unreadable{"trailing_comma", "position", u"['a',]", 6},
+                      Unreadable{"unclosed_bracket", "position", u"['a'", 5},
+                      Unreadable{"code_too_large", "position", u"[char(65536)]", 7},
+                      Unreadable{"code_missing", "position", u"[char()]", 7},
+                      Unreadable{"hex_code", "position", u"[char(0x41)]", 8},
+                      Unreadable{"blank_before_paren", "position", u"[char (65)]", 2},
+                      Unreadable{"text_after_expression", "position", u"'a' 'b'", 5}),
     qvsv::test::RowName());
 
 TEST_F(Expression, NestingPastTheLimitIsASyntaxError) {
