@@ -4,7 +4,6 @@
 
 #include <string>
 
-#include "tessel/foundation.hpp"
 #include "tests/support/raised.hpp"
 #include "tests/support/test_support.hpp"
 
@@ -34,8 +33,7 @@ const std::u16string kHookDe = u"'Foo' ist nicht der Name eines Test-Hooks.";
 INSTANTIATE_TEST_SUITE_P(
     Catalog, CatalogTexts,
     ::testing::Values(
-        TextRow{"en", kHook, "en", kHookEn}, TextRow{"de_DE", kHook, "de_DE", kHookDe},
-        TextRow{"de_AT_with_encoding", kHook, "de-AT.UTF-8", kHookDe},
+        TextRow{"en", kHook, "en", kHookEn}, TextRow{"de_AT_with_encoding", kHook, "de-AT.UTF-8", kHookDe},
         TextRow{"fr_FR_falls_back", kHook, "fr_FR", kHookEn},
         TextRow{"key_missing_in_the_locale_falls_back",
                 BaseMsgID("QV_SERVICES:utils", "HotlinkTemplate", {std::u16string(u"doc"), std::u16string(u"help")}),
@@ -45,17 +43,6 @@ INSTANTIATE_TEST_SUITE_P(
                           {std::string("open_system"), std::string("model"), std::u16string(u"the model")}),
                 "en", u"<a href=\"tessel:open_system('model')\">the model</a>"}),
     qvsv::test::RowName());
-
-TEST(Catalog, GlobalLocaleIsEnUsUnlessScopedAndSelectsTheCurrentText) {
-  const BaseMsgID id("QV_SERVICES:utils", "CAUSED_BY");
-  EXPECT_EQ(tessel::GetGlobalLocaleName(), "en_US");
-  {
-    tessel::ScopedGlobalLocale german("de_DE");
-    EXPECT_EQ(resource_core::GetMessageTextInGlobalLocale(id), u"Ursache:");
-    EXPECT_EQ(resource_core::GetMessageTextInDefaultLocale(id), u"Caused by:");
-  }
-  EXPECT_EQ(tessel::GetGlobalLocaleName(), "en_US");
-}
 
 struct ErrorRow {
   std::string name;

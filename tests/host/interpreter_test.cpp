@@ -66,10 +66,7 @@ TEST_F(Interpreter, RegisteredFunctionsAreCalledAndUnregisteredByScope) {
       plhs[0] = txCreateDoubleScalar(2 * txGetScalar(prhs[0]));
     });
     EXPECT_FALSE(tessel::RegisterFunction("twice", [](int, txArray**, int, txArray**) {}));
-    txArray* in = txCreateDoubleScalar(21);
-    txArray* out = nullptr;
-    tessel::feval("twice", 1, &out, 1, &in);
-    EXPECT_EQ(txGetScalar(out), 42.0);
+    EXPECT_EQ(txGetScalar(tessel::EvaluateExpression(u"twice(21)")), 42.0);
   }
   const auto error = Raised<tessel::HostError>([] { tessel::feval("twice", 0, nullptr, 0, nullptr); });
   ASSERT_TRUE(error);
@@ -120,9 +117,7 @@ TEST_F(Interpreter, ModuleRegistersItsTableForItsLifetimeAndRefusesAFailedInitia
   const auto query = []() -> const tessel::ModuleFunctionTable* { return &kTable; };
   {
     tessel::ScopedModule module(init, terminate, query);
-    txArray* out = nullptr;
-    tessel::feval("module_fn", 1, &out, 0, nullptr);
-    EXPECT_EQ(txGetScalar(out), 5.0);
+    EXPECT_EQ(txGetScalar(tessel::EvaluateExpression(u"module_fn")), 5.0);
   }
   EXPECT_FALSE(tessel::IsFunctionRegistered("module_fn"));
   EXPECT_EQ(gTerminated, 1);
@@ -151,29 +146,6 @@ class Expression : public Interpreter {
                                }};
   std::vector<std::string> calls_;
 };
-
-struct Text {
-  const char* name;
-  std::u16string expression;
-  std::u16string value;
-};
-
-class StringExpressionReads : public ::testing::TestWithParam<Text> {};
-
-TEST_P(StringExpressionReads, ToItsValue) {
-  EXPECT_EQ(tessel::EvaluateStringExpression(GetParam().expression), GetParam().value);
-}
-
-INSTANTIATE_TEST_SUITE_P(
-    StringExpression, StringExpressionReads,
-    ::testing::Values(Text{"lone_text", u"'abc'", u"abc"}, Text{"doubled_quotes", u"'it''s '''''", u"it's ''"},
-                      Text{"blanks_around", u" \t'a b' ", u"a b"}, Text{"empty_brackets", u"[ ]", u""},
-                      Text{"blank_separated", u"['a' char(10) 'b']", u"a\nb"},
-                      Text{"comma_separated", u"['a',char(34) , 'b']", u"a\"b"},
-                      Text{"blanks_inside_call", u"[char( 65 )]", u"A"},
-                      Text{"extreme_codes", u"[char(0) char(00065535)]", std::u16string(u"\0\uFFFF", 2)},
-                      Text{"non_ascii_kept", u"['\u00E9\U0001F600']", u"\u00E9\U0001F600"}),
-    qvsv::test::RowName());
 
 TEST_F(Expression, CallsRegisteredFunctionsWithNestedArgumentsAndNoOutputsAskedGivesNull) {
   txArray* value = tessel::EvaluateExpression(u"pkg.join('a', pkg.join( ['b' char(99)] ,'d'),'', char(101))");
@@ -206,54 +178,68 @@ TEST_F(Expression, ErrorBuiltInRaisesTheHostError) {
   EXPECT_EQ(plain->identifier(), "Tessel:UserError");
 }
 
-// where is the reader's unit for the place of the fault: "column" for full
-// expressions, "position" for string expressions.
-struct Unreadable {
+// where names the reader: "column" for full expressions, "position" for
+// string expressions (each names the place of a fault in its unit). A row
+// with place 0 reads to value.
+struct Reading {
   const char* name;
   std::string where;
   std::u16string expression;
   std::size_t place;
+  std::u16string value = u"";
 };
 
-class ExpressionRejects : public Expression, public ::testing::WithParamInterface<Unreadable> {};
+class ExpressionReaders : public Expression, public ::testing::WithParamInterface<Reading> {};
 
-TEST_P(ExpressionRejects, BeforeCallingAnythingNamingThePlace) {
-  const Unreadable& u = GetParam();
-  const auto error = Raised<tessel::HostError>([&] {
-    if (u.where == "column") {
-      tessel::EvaluateExpression(u.expression);
-    } else {
-      tessel::EvaluateStringExpression(u.expression);
-    }
-  });
+TEST_P(ExpressionReaders, ReadOrFailBeforeCallingAnythingNamingThePlace) {
+  const Reading& r = GetParam();
+  auto read = [&] {
+    return r.where == "column" ? txGetString(tessel::EvaluateExpression(r.expression))
+                               : tessel::EvaluateStringExpression(r.expression);
+  };
+  if (r.place == 0) {
+    EXPECT_EQ(read(), r.value);
+    return;
+  }
+  const auto error = Raised<tessel::HostError>(read);
   ASSERT_TRUE(error);
   EXPECT_EQ(error->identifier(), "Tessel:ParseError");
-  EXPECT_THAT(error->what(), ::testing::HasSubstr(" " + u.where + " " + std::to_string(u.place) + ":"));
+  EXPECT_THAT(error->what(), ::testing::HasSubstr(" " + r.where + " " + std::to_string(r.place) + ":"));
   EXPECT_TRUE(calls_.empty()) << "a syntax error runs nothing";
 }
 
-// One row per way to fail; the string reader's rows also cover the text
-// literals that both readers share.
+// One row per way to read or fail; the string reader's rows also cover the
+// text literals that both readers share.
 INSTANTIATE_TEST_SUITE_P(
-    Expression, ExpressionRejects,
-    ::testing::Values(Unreadable{"lone_sign", "column", u"-", 1}, Unreadable{"number_into_name", "column", u"12abc", 3},
-                      Unreadable{"exponent_without_digits", "column", u"1e+", 2},
-                      Unreadable{"unclosed_call", "column", u"record('a'", 11},
-                      Unreadable{"empty_argument", "column", u"record(1,,2)", 10},
-                      Unreadable{"name_ending_in_point", "column", u"pkg.(1)", 4},
-                      Unreadable{"text_after_call", "column", u"record() 5", 10}),
+    Expression, ExpressionReaders,
+    ::testing::Values(Reading{"lone_sign", "column", u"-", 1}, Reading{"number_into_name", "column", u"12abc", 3},
+                      Reading{"exponent_without_digits", "column", u"1e+", 2},
+                      Reading{"unclosed_call", "column", u"record('a'", 11},
+                      Reading{"empty_argument", "column", u"record(1,,2)", 10},
+                      Reading{"name_ending_in_point", "column", u"pkg.(1)", 4},
+                      Reading{"text_after_call", "column", u"record() 5", 10}),
     qvsv::test::RowName());
 
 INSTANTIATE_TEST_SUITE_P(
-    StringExpression, ExpressionRejects,
-    ::testing::Values(Unreadable{"empty", "position", u"", 1}, Unreadable{"unterminated", "position", u"'abc", 1},
-                      Unreadable{"line_feed_inside_quotes", "position", u"['a' 'b\nc']", 6},
-                      Unreadable{"unclosed_bracket", "position", u"['a'", 5},
-                      Unreadable{"code_too_large", "position", u"[char(65536)]", 7},
-                      Unreadable{"code_missing", "position", u"[char()]", 7},
-                      Unreadable{"hex_code", "position", u"[char(0x41)]", 8},
-                      Unreadable{"blank_before_paren", "position", u"[char (65)]", 2},
-                      Unreadable{"text_after_expression", "position", u"'a' 'b'", 5}),
+    StringExpression, ExpressionReaders,
+    ::testing::Values(Reading{"lone_text", "position", u"'abc'", 0, u"abc"},
+                      Reading{"doubled_quotes", "position", u"'it''s '''''", 0, u"it's ''"},
+                      Reading{"blanks_around", "position", u" \t'a b' ", 0, u"a b"},
+                      Reading{"empty_brackets", "position", u"[ ]", 0, u""},
+                      Reading{"blank_separated", "position", u"['a' char(10) 'b']", 0, u"a\nb"},
+                      Reading{"comma_separated", "position", u"['a',char(34) , 'b']", 0, u"a\"b"},
+                      Reading{"blanks_inside_call", "position", u"[char( 65 )]", 0, u"A"},
+                      Reading{"extreme_codes", "position", u"[char(0) char(00065535)]", 0,
+                              std::u16string(u"\0\uFFFF", 2)},
+                      Reading{"non_ascii_kept", "position", u"['\u00E9\U0001F600']", 0, u"\u00E9\U0001F600"},
+                      Reading{"empty", "position", u"", 1}, Reading{"unterminated", "position", u"'abc", 1},
+                      Reading{"line_feed_inside_quotes", "position", u"['a' 'b\nc']", 6},
+                      Reading{"unclosed_bracket", "position", u"['a'", 5},
+                      Reading{"code_too_large", "position", u"[char(65536)]", 7},
+                      Reading{"code_missing", "position", u"[char()]", 7},
+                      Reading{"hex_code", "position", u"[char(0x41)]", 8},
+                      Reading{"blank_before_paren", "position", u"[char (65)]", 2},
+                      Reading{"text_after_expression", "position", u"'a' 'b'", 5}),
     qvsv::test::RowName());
 
 TEST_F(Expression, NestingPastTheLimitIsASyntaxError) {

@@ -5,7 +5,6 @@
 #include <string>
 
 #include "tessel/console.hpp"
-#include "tessel/display.hpp"
 #include "tessel/foundation.hpp"
 #include "tessel/ut.hpp"
 
@@ -22,20 +21,6 @@ TEST(Console, CaptureCollectsPrintfAndNestedCapturesTakeOver) {
   utPrintf("%s", std::string(2000, 'y').c_str());
   EXPECT_EQ(outer.take(), "x=3\n" + std::string(2000, 'y'));
   EXPECT_EQ(outer.text(), "");
-}
-
-TEST(Console, DisplaysLabelTheirMessagesAndHotlinksAreOffUnlessTheHostSetsThem) {
-  EXPECT_FALSE(utPrintfIsHot());
-  tessel::ConsoleCapture capture;
-  tessel::DisplayWarning("A:b", u"careful \u00E9");
-  tessel::DisplayError("A:b", u"broken");
-  tessel::DisplayInfo("A:b", u"note");
-  EXPECT_EQ(capture.text(), "Warning: careful \xC3\xA9\nError: broken\nnote\n");
-  {
-    tessel::ScopedPrintfIsHot hot(true);
-    EXPECT_TRUE(utPrintfIsHot());
-  }
-  EXPECT_FALSE(utPrintfIsHot()) << "the scope restores the host's setting";
 }
 
 TEST(Allocator, LiveBlocksFollowEveryWayABlockIsMadeOrFreed) {
