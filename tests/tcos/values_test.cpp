@@ -86,8 +86,7 @@ INSTANTIATE_TEST_SUITE_P(
                  kWrong},
         ReadCase{"TextVectorWithNumber",
                  [] {
-                   txArray* c = txCreateCellMatrix(1, 2);
-                   txSetCell(c, 0, txCreateString(u"a"));
+                   txArray* c = ToHost(std::vector<std::string>{"a", "b"});
                    txSetCell(c, 1, txCreateDoubleScalar(1));
                    return c;
                  },
