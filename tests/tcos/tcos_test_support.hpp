@@ -1,11 +1,12 @@
-// Helpers of the tcos tests: the identifier a call fails with, and arrays
-// that destroy themselves.
+// Helpers of the tcos tests: what a call throws, and arrays that destroy
+// themselves.
 #pragma once
 
 #include <functional>
 #include <memory>
 #include <string>
 
+#include "qv_services/conversions.hpp"
 #include "qv_services/diagnostic.hpp"
 #include "qv_services/except.hpp"
 #include "tessel/array.hpp"
@@ -29,6 +30,20 @@ inline std::string FailureOf(const std::function<void()>& fn) {
       id += std::string(" <- ") + qvsvGetIdentifierFromDiagnosticItem(cause, 0);
     }
     return id;
+  }
+  return "";
+}
+
+// The same for the message, UTF-8: the first item's and its cause's.
+inline std::string MessageOf(const std::function<void()>& fn) {
+  try {
+    fn();
+  } catch (const qvsv::except::DiagnosticException& e) {
+    std::string text = e.what();
+    if (qvsvDiagnosticImpl* cause = qvsvGetCauseFromDiagnosticItem(e.diagnostic(), 0)) {
+      text += " <- " + ConvertUStringToStdString(qvsvGetMessageFromDiagnosticItem(cause, 0));
+    }
+    return text;
   }
   return "";
 }
