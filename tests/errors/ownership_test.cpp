@@ -210,31 +210,7 @@ TEST_F(DoubleReleaseDeathTest, DeletingAnItemTwiceAbortsWithAMessage) {
       "qv_services: diagnostic item 0x[0-9a-f]+ released twice");
 }
 
-// --- Smaller rules of the record. ---
-
 class RecordDetails : public DiagnosticsTest {};
-
-// A subclass with state of its own is bigger than the pool's chunks and
-// lives in ordinary memory, where the pool's clearing does not look.
-class SubclassDiagnostic : public qvsvDiagnosticImpl {
- public:
-  bool refusesItem(const qvsvDiagnosticItem* item) const override { return item->identifier == refused_; }
-
- private:
-  std::string refused_ = "Refused:x";
-};
-
-TEST_F(RecordDetails, ClearingThePoolSparesTheCauseOfASubclassDiagnosticsItem) {
-  qvsvDiagnosticImpl* sub = new SubclassDiagnostic;
-  qvsvDiagnosticImpl* first = make("Sub:item");
-  qvsvConcatenateDiagnostics(sub, first, false);
-  qvsvDiagnosticImpl* cause = make("Cause:x");
-  qvsvAddCauseToLastDiagnosticItem(sub, cause);
-  ASSERT_EQ(cause, nullptr);
-  qvsvClearDiagnosticQueuePool();
-  EXPECT_EQ(ids(qvsvGetCauseFromDiagnosticItem(sub, 0)), std::vector<std::string>{"Cause:x"});
-  qvsvDiscardDiagnostic(sub);
-}
 
 TEST_F(RecordDetails, ArgumentsReadBackOnePerElementWhateverItsClass) {
   qvsvDiagnosticImpl* diag = make("A:b");
