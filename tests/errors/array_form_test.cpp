@@ -136,28 +136,13 @@ txArray* withField(const char* field, txArray* value) {
   return s;
 }
 
-txArray* stackWith(std::vector<std::string> fields, txArray* line) {
-  txArray* stack = txCreateStructMatrix(2, 1, fields);
-  if (line != nullptr) {
-    txSetField(stack, 0, "line", txCreateDoubleScalar(3));
-    txSetField(stack, 1, "line", line);
-  }
-  return withField("stack", stack);
-}
-
 txArray* metadataWith(txArray* kind, txArray* value, bool twice = false) {
   txArray* meta = txCreateStructMatrix(twice ? 2 : 1, 1, {"key", "kind", "value"});
-  txSetField(meta, 0, "key", txCreateStringFromUTF8("k"));
+  for (txIndex i = 0; i < txGetM(meta); ++i) txSetField(meta, i, "key", txCreateStringFromUTF8("k"));
   txSetField(meta, 0, "kind", kind);
   txSetField(meta, 0, "value", value);
-  if (twice) {
-    txSetField(meta, 1, "key", txCreateStringFromUTF8("k"));
-    txSetField(meta, 1, "value", txCreateDoubleScalar(1));
-  }
   return withField("metadata", meta);
 }
-
-txArray* charMatrix(txIndex m, txIndex n) { return txCreateCharMatrix(m, n); }
 
 // Causes nested levels deep below a one-item form.
 txArray* nested(int levels) {
@@ -196,10 +181,8 @@ INSTANTIATE_TEST_SUITE_P(
         Malformed{"no_identifier_field",
                   [] { return txCreateStructMatrix(1, 1, {"message"}); }, "ArrayMissingField",
                   "diag has no field 'identifier'"},
-        Malformed{"two_row_message", [] { return withField("message", charMatrix(2, 3)); }, "ArrayFieldType",
+        Malformed{"two_row_message", [] { return withField("message", txCreateCharMatrix(2, 3)); }, "ArrayFieldType",
                   "Field 'message' of element 2 of diag must be a character row, not a 2x3 char array"},
-        Malformed{"handles_column", [] { return withField("handles", txCreateDoubleMatrix(2, 1)); },
-                  "ArrayFieldType", "Field 'handles' of element 2"},
         Malformed{"handles_as_text", [] { return withField("handles", txCreateStringFromUTF8("1 2")); },
                   "ArrayFieldType", "must be a double row"},
         Malformed{"struct_argument",
@@ -210,37 +193,23 @@ INSTANTIATE_TEST_SUITE_P(
                     return withField("arguments", args);
                   },
                   "ArrayFieldType", "Field 'arguments' of element 2"},
-        Malformed{"argument_not_a_cell", [] { return withField("arguments", txCreateDoubleScalar(1)); },
-                  "ArrayFieldType", "cell of real scalars and character rows"},
-        Malformed{"stack_without_line", [] { return stackWith({"file", "name"}, nullptr); }, "ArrayMissingField",
-                  "diag(2).stack has no field 'line'"},
         Malformed{"stack_line_as_text",
-                  [] { return stackWith({"file", "name", "line"}, txCreateStringFromUTF8("12")); }, "ArrayFieldType",
-                  "Field 'line' of element 2 of diag(2).stack must be a real scalar"},
-        Malformed{"negative_creation_time", [] { return withField("creationTime", txCreateDoubleScalar(-1)); },
-                  "ArrayFieldType", "Field 'creationTime' of element 2"},
+                  [] {
+                    txArray* stack = txCreateStructMatrix(1, 1, {"file", "name", "line"});
+                    txSetField(stack, 0, "line", txCreateStringFromUTF8("12"));
+                    return withField("stack", stack);
+                  }, "ArrayFieldType",
+                  "Field 'line' of element 1 of diag(2).stack must be a real scalar"},
         Malformed{"fractional_creation_time", [] { return withField("creationTime", txCreateDoubleScalar(1.5)); },
                   "ArrayFieldType", "whole number from 0 to 4294967295"},
-        Malformed{"creation_time_past_32_bits",
-                  [] { return withField("creationTime", txCreateDoubleScalar(4294967296.0)); }, "ArrayFieldType",
-                  "creationTime"},
         Malformed{"unknown_metadata_kind",
                   [] { return metadataWith(txCreateStringFromUTF8("float"), txCreateDoubleScalar(1)); },
                   "ArrayFieldType", "Field 'kind' of element 1 of diag(2).metadata"},
-        Malformed{"int64_digits_that_are_not",
-                  [] { return metadataWith(txCreateStringFromUTF8("int64"), txCreateStringFromUTF8("12x")); },
-                  "ArrayFieldType", "Field 'value' of element 1 of diag(2).metadata must be a whole number"},
         Malformed{"int64_past_the_range",
                   [] { return metadataWith(txCreateStringFromUTF8("int64"), txCreateDoubleScalar(1e19)); },
                   "ArrayFieldType", "64-bit integer range"},
-        Malformed{"cell_metadata_value", [] { return metadataWith(nullptr, txCreateCellMatrix(1, 1)); },
-                  "ArrayFieldType", "Field 'value' of element 1"},
         Malformed{"repeated_metadata_key", [] { return metadataWith(nullptr, txCreateDoubleScalar(2), true); },
                   "ArrayDuplicateKey", "Element 2 of diag(2).metadata repeats the metadata key 'k'"},
-        Malformed{"metadata_not_a_struct", [] { return withField("metadata", txCreateCellMatrix(1, 1)); },
-                  "ArrayFieldType", "Field 'metadata' of element 2"},
-        Malformed{"causes_as_cell", [] { return withField("causes", txCreateCellMatrix(1, 1)); }, "ArrayFieldType",
-                  "Field 'causes' of element 2 of diag"},
         Malformed{"bad_field_deep_in_causes",
                   [] {
                     txArray* in = nested(3);
