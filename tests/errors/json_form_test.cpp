@@ -50,21 +50,13 @@ TEST_F(JsonForm, RandomTreesRestoreWithByteIdenticalXmlForms) {
   }
 }
 
-TEST_F(JsonForm, NullAndEmptyWriteNoItemsAndRestoreToNull) {
-  qvsvDiagnosticImpl* none = nullptr;
-  const std::string written = qvsvSerializeDiagnosticAsJSON(none);
+TEST_F(JsonForm, NullWritesNoItemsAndTextsJsonCannotCarryUseTheHexForm) {
+  const std::string written = qvsvSerializeDiagnosticAsJSON(nullptr);
   EXPECT_EQ(written, R"({"format":"qv_services.diagnostic","version":1,"items":[]})");
   EXPECT_EQ(qvsvRestoreDiagnosticFromJSON(written), nullptr);
-}
-
-TEST_F(JsonForm, TextsJsonCannotCarryUseTheHexForm) {
   qvsvDiagnosticImpl* diag = make("A:b", std::u16string(u"x\xDC00y"));
-  const std::string written = qvsvSerializeDiagnosticAsJSON(diag);
-  EXPECT_NE(written.find(R"("message":{"utf16":"0078dc000079"})"), std::string::npos) << written;
-  qvsvDiagnosticImpl* restored = qvsvRestoreDiagnosticFromJSON(written);
-  ASSERT_NE(restored, nullptr);
-  EXPECT_EQ(restored->firstItem()->message, std::u16string(u"x\xDC00y"));
-  qvsvDiscardDiagnostic(restored);
+  const std::string hex = qvsvSerializeDiagnosticAsJSON(diag);
+  EXPECT_NE(hex.find(R"("message":{"utf16":"0078dc000079"})"), std::string::npos) << hex;
   qvsvDiscardDiagnostic(diag);
 }
 
@@ -115,10 +107,11 @@ INSTANTIATE_TEST_SUITE_P(
         MalformedCase{R"([{"id":"a","message":"m","causes":[{"id":"b","message":"m","causes":[{"id":5}]}]}])",
                       "items[0].causes[0].causes[0].id: expected a string"}));
 
-TEST_F(JsonForm, WrongFormatOrVersionIsNotRestored) {
-  for (const char* text : {R"({"format":"other","version":1,"items":[]})",
-                           R"({"format":"qv_services.diagnostic","version":2,"items":[]})", "[]"}) {
-    SCOPED_TRACE(text);
+TEST_F(JsonForm, WrongFormatVersionOrNestingIsNotRestored) {
+  for (const std::string& text : {std::string(R"({"format":"other","version":1,"items":[]})"),
+                                  std::string(R"({"format":"qv_services.diagnostic","version":2,"items":[]})"),
+                                  std::string("[]"), std::string(200000, '[') + std::string(200000, ']')}) {
+    SCOPED_TRACE(text.substr(0, 60));
     qvsvDiagnosticImpl* error = qvsvRestoreDiagnosticFromJSON(text);
     EXPECT_EQ(errorChain(error).rfind(
                   "QV_SERVICES:serialization:RestoreFromJSONError | QV_SERVICES:serialization:JSONFormError", 0),
@@ -130,7 +123,7 @@ TEST_F(JsonForm, WrongFormatOrVersionIsNotRestored) {
 TEST_F(JsonForm, CausesDeeperThanTheReadersLimitAreMalformed) {
   qvsvDiagnosticImpl* chain = make("Deep:0");
   for (int depth = 1; depth <= kQvsvMaxRestoredCauseDepth + 1; ++depth) {
-    qvsvDiagnosticImpl* outer = make(("Deep:" + std::to_string(depth)).c_str());
+    qvsvDiagnosticImpl* outer = make("Deep:x");
     qvsvAddCauseToLastDiagnosticItem(outer, chain);
     chain = outer;
   }
@@ -138,13 +131,6 @@ TEST_F(JsonForm, CausesDeeperThanTheReadersLimitAreMalformed) {
   EXPECT_NE(errorChain(error).find("causes nested deeper than 100 levels"), std::string::npos) << errorChain(error);
   qvsvDiscardDiagnostic(error);
   qvsvDiscardDiagnostic(chain);
-}
-
-TEST_F(JsonForm, HostileNestingIsRejectedWithoutRecursion) {
-  const std::string deep = std::string(200000, '[') + std::string(200000, ']');
-  qvsvDiagnosticImpl* error = qvsvRestoreDiagnosticFromJSON(deep);
-  EXPECT_NE(errorChain(error).find("JSONFormError"), std::string::npos);
-  qvsvDiscardDiagnostic(error);
 }
 
 }  // namespace

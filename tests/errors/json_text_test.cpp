@@ -1,11 +1,7 @@
 // The JSON writers copy plain text a block at a time and finish a text with
 // a block that overlaps what was copied: one unit that needs care, at every
 // position of texts of every length across several blocks, must read back.
-#include <gtest/gtest.h>
 #include <rapidjson/document.h>
-
-#include <ostream>
-#include <string>
 
 #include "qv_services/conversions.hpp"
 #include "qv_services/json_form.hpp"
@@ -16,79 +12,57 @@ namespace {
 
 constexpr std::size_t kLongest = 40;  // two 16-byte blocks and a tail
 
-struct WideCase {
-  const char* name;
-  std::u16string unit;
-  friend void PrintTo(const WideCase& c, std::ostream* os) { *os << c.name; }
-};
-
-class JsonTextWide : public qvsv::test::DiagnosticsTest, public testing::WithParamInterface<WideCase> {};
-
-TEST_P(JsonTextWide, ReadsBackAtEveryPositionAndLength) {
-  const std::u16string& unit = GetParam().unit;
+// Calls check(text) for the unit at every position of texts of every length.
+template <typename Text, typename Check>
+void everyPlacement(const Text& unit, Check check) {
   for (std::size_t length = unit.size(); length <= kLongest; ++length) {
     for (std::size_t at = 0; at + unit.size() <= length; ++at) {
-      std::u16string text(length, u'a');
+      Text text(length, 'a');
       text.replace(at, unit.size(), unit);
-      qvsvDiagnosticImpl* diag = qvsvCreateDiagnosticFromIdAndMsg("Quiver:test:Text", text);
+      SCOPED_TRACE("length " + std::to_string(length) + ", at " + std::to_string(at));
+      check(text);
+    }
+  }
+}
 
+using JsonText = qvsv::test::DiagnosticsTest;
+
+TEST_F(JsonText, WideUnitsReadBackAndShowInSarifAtEveryPositionAndLength) {
+  for (const std::u16string unit : {u"\"", u"\\", u"\n", u"\x01", u"\x7F", u"\u00E9", u"\u20AC", u"\U0001F600",
+                                    u"\xD800", u"\xDC00"}) {
+    SCOPED_TRACE(::testing::PrintToString(unit));
+    everyPlacement(unit, [](const std::u16string& text) {
+      qvsvDiagnosticImpl* diag = qvsvCreateDiagnosticFromIdAndMsg("Quiver:test:Text", text);
       qvsvDiagnosticImpl* restored = qvsvRestoreDiagnosticFromJSON(qvsvSerializeDiagnosticAsJSON(diag));
       ASSERT_NE(restored, nullptr);
-      EXPECT_EQ(restored->lastItem()->message, text) << "length " << length << ", at " << at;
-
+      EXPECT_EQ(restored->lastItem()->message, text);
       // SARIF shows the text, ill-formed parts repaired as the conversions do.
       rapidjson::Document log;
       log.Parse(qvsvSerializeDiagnosticAsSARIF(diag, qvsvReportKind::Error).c_str());
       ASSERT_FALSE(log.HasParseError());
       const rapidjson::Value& shown = log["runs"][0]["results"][0]["message"]["text"];
-      EXPECT_EQ(std::string(shown.GetString(), shown.GetStringLength()), ConvertUStringToStdString(text, true))
-          << "length " << length << ", at " << at;
+      EXPECT_EQ(std::string(shown.GetString(), shown.GetStringLength()), ConvertUStringToStdString(text, true));
       qvsvDiscardDiagnostic(restored);
       qvsvDiscardDiagnostic(diag);
-    }
+    });
   }
 }
 
-INSTANTIATE_TEST_SUITE_P(Units, JsonTextWide,
-                         testing::Values(WideCase{"Quote", u"\""}, WideCase{"Backslash", u"\\"},
-                                         WideCase{"Newline", u"\n"}, WideCase{"Control", u"\x01"},
-                                         WideCase{"Delete", u"\x7F"}, WideCase{"Latin1", u"\u00E9"},
-                                         WideCase{"Bmp", u"\u20AC"}, WideCase{"Pair", u"\U0001F600"},
-                                         WideCase{"LoneHigh", u"\xD800"}, WideCase{"LoneLow", u"\xDC00"}),
-                         [](const auto& info) { return std::string(info.param.name); });
-
-struct NarrowCase {
-  const char* name;
-  std::string bytes;
-  friend void PrintTo(const NarrowCase& c, std::ostream* os) { *os << c.name; }
-};
-
-class JsonTextNarrow : public qvsv::test::DiagnosticsTest, public testing::WithParamInterface<NarrowCase> {};
-
 // Narrow texts are metadata values here; bytes that are not UTF-8 take the
 // lossless hex form and must come back all the same.
-TEST_P(JsonTextNarrow, ReadsBackAtEveryPositionAndLength) {
-  const std::string& bytes = GetParam().bytes;
-  for (std::size_t length = bytes.size(); length <= kLongest; ++length) {
-    for (std::size_t at = 0; at + bytes.size() <= length; ++at) {
-      std::string text(length, 'a');
-      text.replace(at, bytes.size(), bytes);
+TEST_F(JsonText, NarrowBytesReadBackAtEveryPositionAndLength) {
+  for (const std::string unit : {"\"", "\x1F", "\xC3\xA9", "\xF0\x9F\x98\x80", "\xFF", "\xE2\x82", "\xED\xA0\x80"}) {
+    SCOPED_TRACE(::testing::PrintToString(unit));
+    everyPlacement(unit, [](const std::string& text) {
       qvsvDiagnosticImpl* diag =
           qvsvCreateDiagnosticEx(resource_core::BaseMsgID("QVSV_TEST:extra", "Plain"), {{u"k", text}});
       qvsvDiagnosticImpl* restored = qvsvRestoreDiagnosticFromJSON(qvsvSerializeDiagnosticAsJSON(diag));
       ASSERT_NE(restored, nullptr);
-      EXPECT_EQ(restored->lastItem()->metadata, diag->lastItem()->metadata) << "length " << length << ", at " << at;
+      EXPECT_EQ(restored->lastItem()->metadata, diag->lastItem()->metadata);
       qvsvDiscardDiagnostic(restored);
       qvsvDiscardDiagnostic(diag);
-    }
+    });
   }
 }
-
-INSTANTIATE_TEST_SUITE_P(Bytes, JsonTextNarrow,
-                         testing::Values(NarrowCase{"Quote", "\""}, NarrowCase{"Control", "\x1F"},
-                                         NarrowCase{"TwoBytes", "\xC3\xA9"}, NarrowCase{"FourBytes", "\xF0\x9F\x98\x80"},
-                                         NarrowCase{"Invalid", "\xFF"}, NarrowCase{"Truncated", "\xE2\x82"},
-                                         NarrowCase{"Surrogate", "\xED\xA0\x80"}),
-                         [](const auto& info) { return std::string(info.param.name); });
 
 }  // namespace
