@@ -78,17 +78,6 @@ TEST_F(DiagnosticCreation, FromMessageIdFormatsTheTextAndKeepsTheArguments) {
   qvsvDiscardDiagnostic(diag);
 }
 
-TEST_F(DiagnosticCreation, OutOfMemoryDiagnosticListsTheSharedStaticItem) {
-  qvsvDiagnosticImpl* a = qvsvCreateMemoryAllocationDiagnostic();
-  qvsvDiagnosticImpl* b = qvsvCreateMemoryAllocationDiagnostic();
-  EXPECT_EQ(a->firstItem(), b->firstItem());
-  EXPECT_TRUE(a->firstItem()->isStatic);
-  EXPECT_STREQ(qvsvGetFirstErrorIdentifier(a), "QV_SERVICES:utils:MemoryAllocationError");
-  qvsvDiscardDiagnostic(a);
-  EXPECT_STREQ(qvsvGetFirstErrorIdentifier(b), "QV_SERVICES:utils:MemoryAllocationError") << "the item survives";
-  qvsvDiscardDiagnostic(b);
-}
-
 // The object-discovery callback turns object indices into handles.
 class ObjectDiscovery : public DiagnosticsTest {
  protected:

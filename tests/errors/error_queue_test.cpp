@@ -137,15 +137,24 @@ TEST_F(ErrorQueue, ClearingKeepsOrReleasesTheQueue) {
   qvsvClearLastError(one);
 }
 
-TEST_F(ErrorQueue, OverflowItemSurvivesTheQueuesThatListIt) {
+// The overflow and out-of-memory items are each one shared static item.
+TEST_F(ErrorQueue, SharedStaticItemsSurviveTheQueuesThatListThem) {
   qvsvDiagnosticImpl* first = queueOf(127);
   qvsvDiagnosticImpl* second = queueOf(127);
   qvsvConcatenateDiagnostics(first, queueOf(2, "S"), false);
   qvsvConcatenateDiagnostics(second, queueOf(2, "S"), false);
-  EXPECT_EQ(first->lastItem(), second->lastItem()) << "one shared static item";
+  EXPECT_EQ(first->lastItem(), second->lastItem());
   qvsvDiscardDiagnostic(first);
   EXPECT_TRUE(qvsvIsLastErrorTooManyErrors(second));
   qvsvDiscardDiagnostic(second);
+
+  qvsvDiagnosticImpl* a = qvsvCreateMemoryAllocationDiagnostic();
+  qvsvDiagnosticImpl* b = qvsvCreateMemoryAllocationDiagnostic();
+  EXPECT_EQ(a->firstItem(), b->firstItem());
+  EXPECT_TRUE(a->firstItem()->isStatic);
+  qvsvDiscardDiagnostic(a);
+  EXPECT_EQ(ids(b), std::vector<std::string>{"QV_SERVICES:utils:MemoryAllocationError"});
+  qvsvDiscardDiagnostic(b);
 }
 
 TEST_F(ErrorQueue, ReplaceLastCopiesTheReplacementsLastItemAndReleasesIt) {
@@ -248,25 +257,6 @@ TEST_F(ErrorQueueHandles, PlainHandlesNeedAQueueAHandleArrayAndACount) {
   EXPECT_EQ(qvsvGetHandlesFromDiagnosticItem(queue, 1), (std::vector<double>{7.0, 8.0, 9.0}));
   EXPECT_TRUE(qvsvGetHandlesFromDiagnosticItem(queue, 0).empty());
   qvsvDiscardDiagnostic(queue);
-}
-
-TEST_F(ErrorQueue, CallbackSettersReturnThePreviousValue) {
-  qvsvProcessCallback process = [](qvsvDiagnosticImpl*, double*, int) {};
-  EXPECT_EQ(qvsvSetGlobalProcessCallback(process), nullptr);
-  EXPECT_EQ(qvsvSetGlobalProcessCallback(process), process);
-  EXPECT_EQ(qvsvClearGlobalProcessCallback(), process);
-  EXPECT_EQ(qvsvGetGlobalProcessCallback(), nullptr);
-  qvsvCreateHotlinkCallback hotlink = [](std::u16string&, bool) { return -1.0; };
-  EXPECT_EQ(qvsvSetGlobalQVCreateHotlinkCallback(hotlink), nullptr);
-  EXPECT_EQ(qvsvClearGlobalQVCreateHotlinkCallback(), hotlink);
-  qvsvExtraMessageCallback extra = [](const double*, int, std::u16string&, std::vector<double>&) {};
-  EXPECT_EQ(qvsvSetGlobalQVExtraMessageCallback(extra), nullptr);
-  EXPECT_EQ(qvsvGetGlobalQVExtraMessageCallback(), extra);
-  EXPECT_EQ(qvsvClearGlobalQVExtraMessageCallback(), extra);
-  qvsvObjectDiscoveryCallback discovery = [](const resource_core::BaseMsgID&, std::u16string&, std::vector<double>&,
-                                             const std::vector<int>&) {};
-  EXPECT_EQ(qvsvSetGlobalQVObjectDiscoveryCallback(discovery), nullptr);
-  EXPECT_EQ(qvsvClearGlobalQVObjectDiscoveryCallback(), discovery);
 }
 
 }  // namespace
