@@ -106,8 +106,8 @@ TEST_F(DiagnosticRecord, MetadataOfTheLastItemIsSetReplacedAndRead) {
 }
 
 // The copy shares nothing: it outlives its source, which ASan would catch.
-TEST_F(DiagnosticRecord, DuplicateIsDeepAndTakesTheCandidates) {
-  qvsvDiagnosticImpl* diag = queueOf(2);
+TEST_F(DiagnosticRecord, DuplicateIsDeepTakesTheCandidatesAndCopiesAtMostTheLimit) {
+  qvsvDiagnosticImpl* diag = queueOf(5);
   qvsvDiagnosticImpl* cause = make("Cause:c");
   qvsvAddCauseToLastDiagnosticItem(diag, cause);
   const double handles[] = {1.5, 2.5};
@@ -115,13 +115,20 @@ TEST_F(DiagnosticRecord, DuplicateIsDeepAndTakesTheCandidates) {
   int token = 0;
   qvsvAddCandidateToErrorQueueFcn(diag, &token);
   const std::string expected = tree(diag);
-
   qvsvDiagnosticImpl* copy = qvsvDuplicateDiagnostic(diag);
   EXPECT_EQ(copy->candidates(), std::vector<void*>{&token});
+  qvsvSetMaxDiagnosticsInQueue(3);
+  qvsvDiagnosticImpl* limited = qvsvDuplicateDiagnostic(diag);
+  EXPECT_EQ(tree(limited), "Q:0=0;Q:1=1;Q:2=2;");
+  EXPECT_EQ(qvsvSetMaxDiagnosticsInQueue(-5), nullptr);
+  EXPECT_EQ(qvsvGetMaxDiagnosticsInQueue(), 0) << "a negative limit is stored as 0";
+  qvsvDiagnosticImpl* none = qvsvDuplicateDiagnostic(diag);
+  ASSERT_NE(none, nullptr);
+  EXPECT_TRUE(none->isEmpty()) << "0 is not unlimited for duplication";
   qvsvDiscardDiagnostic(diag);
   EXPECT_EQ(tree(copy), expected);
-  EXPECT_EQ(qvsvGetHandlesFromDiagnosticItem(copy, 1), (std::vector<double>{1.5, 2.5}));
-  qvsvDiscardDiagnostic(copy);
+  EXPECT_EQ(qvsvGetHandlesFromDiagnosticItem(copy, 4), (std::vector<double>{1.5, 2.5}));
+  for (qvsvDiagnosticImpl* d : {copy, limited, none}) qvsvDiscardDiagnostic(d);
 }
 
 TEST_F(DiagnosticRecord, DuplicateOfAnItemWhoseHandlesCannotBeCopiedIsTheOutOfMemoryItem) {
@@ -138,19 +145,6 @@ TEST_F(DiagnosticRecord, DuplicateOfAnItemWhoseHandlesCannotBeCopiedIsTheOutOfMe
   EXPECT_EQ(ids(copy), (std::vector<std::string>{"QV_SERVICES:utils:MemoryAllocationError", "C:d"}));
   qvsvDiscardDiagnostic(copy);
   qvsvDiscardDiagnostic(diag);
-}
-
-TEST_F(DiagnosticRecord, DuplicateCopiesAtMostTheLimitAndNothingAtLimitZero) {
-  qvsvDiagnosticImpl* diag = queueOf(5);
-  qvsvSetMaxDiagnosticsInQueue(3);
-  qvsvDiagnosticImpl* limited = qvsvDuplicateDiagnostic(diag);
-  EXPECT_EQ(qvsvGetNumItemsInDiagnostic(limited), 3);
-  EXPECT_EQ(qvsvSetMaxDiagnosticsInQueue(-5), nullptr);
-  EXPECT_EQ(qvsvGetMaxDiagnosticsInQueue(), 0) << "a negative limit is stored as 0";
-  qvsvDiagnosticImpl* none = qvsvDuplicateDiagnostic(diag);
-  ASSERT_NE(none, nullptr);
-  EXPECT_EQ(qvsvGetNumItemsInDiagnostic(none), 0) << "0 is not unlimited for duplication";
-  for (qvsvDiagnosticImpl* d : {diag, limited, none}) qvsvDiscardDiagnostic(d);
 }
 
 // Appending item by item: the limit and the replacement rule.
