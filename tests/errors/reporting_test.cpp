@@ -26,18 +26,6 @@ TEST_F(Reporting, EachKindEndsInItsDisplayAndConsumesTheDiagnosticButNothingShow
   EXPECT_EQ(console.text(), "Error: it broke\nWarning: 0\n1\nfor your information\nWarning: tagged\n");
 }
 
-TEST_F(Reporting, PendingHandlesAreHandedOverWhenReported) {
-  static std::vector<double> seen;
-  seen.clear();
-  const double handles[] = {3.0};
-  qvsvDiagnosticImpl* diag = qvsvCreateDiagnosticFromIdAndMsg(handles, 1, "A:b", "with handle");
-  ASSERT_TRUE(diag->firstItem()->handlesPending);
-  qvsvSetGlobalProcessCallback([](qvsvDiagnosticImpl*, double* h, int n) { seen.assign(h, h + n); });
-  tessel::ConsoleCapture console;
-  qvsvReportAsWarning(diag);
-  EXPECT_EQ(seen, std::vector<double>{3.0});
-}
-
 TEST_F(Reporting, WarningEntryHonoursCallbackCountAndText) {
   tessel::ConsoleCapture console;
   qvsvDiagnosticImpl* first = queueOf(3);
