@@ -197,26 +197,21 @@ TEST_F(ErrorReport, AppendsIdentifiersAndTheLastLvlLineOfEachItem) {
   EXPECT_EQ(read(file), once + once);
 }
 
-TEST_F(ErrorReport, UnopenableFileIsAnnouncedOnTheConsole) {
+TEST_F(ErrorReport, DefaultFileNameCarriesTheProcessIdAndAnUnopenableFileIsAnnounced) {
+  qvsvDiagnosticImpl* diag = make("A:b");
+  const auto previous = std::filesystem::current_path();
+  std::filesystem::current_path(dir_.path());
+  qvsvConfigureErrorReport(true);
+  qvsvCreateReportForErrors(diag);
+  std::filesystem::current_path(previous);
+  EXPECT_EQ(read(dir_.path() / ("ReportError." + std::to_string(::getpid()))),
+            "Identifier: A:b\tM-STACK: Not Available\n");
   const std::string file = (dir_.path() / "missing" / "report.txt").string();
   qvsvConfigureErrorReport(true, file);
-  qvsvDiagnosticImpl* diag = make("A:b");
   tessel::ConsoleCapture console;
   qvsvCreateReportForErrors(diag);
   EXPECT_EQ(console.text(), "Aborting Reporting Mechanism for error. Cannot open file " + file + ".\n");
   qvsvDiscardDiagnostic(diag);
-}
-
-TEST_F(ErrorReport, DefaultFileNameCarriesTheProcessId) {
-  const auto previous = std::filesystem::current_path();
-  std::filesystem::current_path(dir_.path());
-  qvsvConfigureErrorReport(true);
-  qvsvDiagnosticImpl* diag = make("A:b");
-  qvsvCreateReportForErrors(diag);
-  qvsvDiscardDiagnostic(diag);
-  std::filesystem::current_path(previous);
-  EXPECT_EQ(read(dir_.path() / ("ReportError." + std::to_string(::getpid()))),
-            "Identifier: A:b\tM-STACK: Not Available\n");
 }
 
 }  // namespace
