@@ -96,14 +96,10 @@ class ObjectDiscovery : public DiagnosticsTest {
     EXPECT_EQ(qvsvGetHandlesFromDiagnosticItem(nested, 0).size(), 0u);
     qvsvDiscardDiagnostic(nested);
   }
-  void SetUp() override {
-    DiagnosticsTest::SetUp();
-    indices().clear();
-    qvsvSetGlobalQVObjectDiscoveryCallback(&discover);
-  }
 };
 
 TEST_F(ObjectDiscovery, ObjectIndicesBecomeHandlesAndTheSlotIsRestored) {
+  qvsvSetGlobalQVObjectDiscoveryCallback(&discover);
   qvsvDiagnosticImpl* diag = qvsvCreateDiagnostic(BaseMsgID("QVSV_TEST:extra", "Plain"), "3, 7,12");
   EXPECT_EQ(indices(), (std::vector<int>{3, 7, 12}));
   EXPECT_EQ(qvsvGetHandlesFromDiagnosticItem(diag, 0), (std::vector<double>{103, 107, 112}));
