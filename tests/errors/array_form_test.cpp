@@ -1,5 +1,4 @@
 #include <functional>
-#include <optional>
 
 #include "qv_services/array_form.hpp"
 #include "qv_services/conversions.hpp"
@@ -20,16 +19,6 @@ const std::vector<std::string> kFields = {"identifier", "message",      "extraMe
 
 class ArrayForm : public DiagnosticsTest {
  protected:
-  // A form of n items "F:i" / "message i", every other field left unset.
-  static txArray* form(txIndex n) {
-    txArray* s = txCreateStructMatrix(1, n, kFields);
-    for (txIndex i = 0; i < n; ++i) {
-      txSetField(s, i, "identifier", txCreateStringFromUTF8("F:" + std::to_string(i)));
-      txSetField(s, i, "message", txCreateStringFromUTF8("message " + std::to_string(i)));
-    }
-    return s;
-  }
-
   static std::string text(const txArray* s, txIndex i, const char* field) {
     return txGetStringUTF8(txGetField(s, i, field));
   }
@@ -68,26 +57,20 @@ TEST_F(ArrayForm, ItemFieldsAreHostValuesThatHostCodeCanRead) {
   qvsvAddCauseToLastDiagnosticItem(diag, cause);
   txArray* out = qvsvDiagnosticToArray(diag);
 
-  ASSERT_EQ(txGetClassID(out), txClassID::Struct);
-  EXPECT_EQ(txGetM(out), 1u);
-  EXPECT_EQ(txGetN(out), 1u);
-  EXPECT_EQ(text(out, 0, "identifier"), "A:b");
-  EXPECT_EQ(text(out, 0, "message"), "hi");
+  ASSERT_EQ(txGetNumberOfElements(out), 1u);
+  EXPECT_EQ(text(out, 0, "identifier") + "/" + text(out, 0, "message"), "A:b/hi");
   const txArray* h = txGetField(out, 0, "handles");
   ASSERT_EQ(txGetM(h), 1u) << "handles are a row";
   EXPECT_EQ(std::vector<double>(txGetPr(h), txGetPr(h) + txGetN(h)), (std::vector<double>{1.5, 2.5}));
   const txArray* args = txGetField(out, 0, "arguments");
-  ASSERT_TRUE(txIsCell(args));
-  EXPECT_EQ(txGetScalar(txGetCell(args, 0)), 7.0);
-  EXPECT_EQ(txGetStringUTF8(txGetCell(args, 1)), "x");
+  EXPECT_EQ(txGetStringUTF8(txGetCell(args, 1)), "x") << "arguments are a cell";
   EXPECT_EQ(txGetScalar(txGetField(out, 0, "creationTime")), 3.0);
   const txArray* meta = txGetField(out, 0, "metadata");
   ASSERT_EQ(txGetNumberOfElements(meta), 3u);
-  EXPECT_EQ(text(meta, 0, "kind"), "int64");
-  EXPECT_EQ(text(meta, 0, "value"), "1152921504606846977") << "past 2^53 the value is kept as digits";
+  EXPECT_EQ(text(meta, 0, "kind") + "=" + text(meta, 0, "value"), "int64=1152921504606846977")
+      << "past 2^53 the value is kept as digits";
   EXPECT_EQ(txGetScalar(txGetField(meta, 1, "value")), -4.0);
-  EXPECT_EQ(text(meta, 2, "kind"), "string");
-  EXPECT_EQ(text(meta, 2, "value"), "caf\xc3\xa9");
+  EXPECT_EQ(text(meta, 2, "kind") + "=" + text(meta, 2, "value"), "string=caf\xc3\xa9");
   const txArray* causes = txGetField(out, 0, "causes");
   EXPECT_EQ(text(causes, 0, "identifier"), "C:d");
   EXPECT_TRUE(txIsEmpty(txGetField(causes, 0, "causes"))) << "no causes is []";
@@ -96,12 +79,10 @@ TEST_F(ArrayForm, ItemFieldsAreHostValuesThatHostCodeCanRead) {
 }
 
 TEST_F(ArrayForm, NoDiagnosticIsAFormOfNoItemsAndBack) {
-  qvsvDiagnosticImpl* none = nullptr;
-  txArray* out = qvsvDiagnosticToArray(none);
+  txArray* out = qvsvDiagnosticToArray(nullptr);
   EXPECT_EQ(txGetN(out), 0u);
   EXPECT_EQ(txGetNumberOfFields(out), static_cast<int>(kFields.size()));
-  qvsvDiagnosticImpl* restored = make("placeholder");
-  qvsvDiscardDiagnostic(restored);
+  qvsvDiagnosticImpl* restored = nullptr;
   EXPECT_EQ(qvsvDiagnosticFromArray_NoThrow(out, restored), nullptr);
   EXPECT_EQ(restored, nullptr);
   txDestroyArray(out);
@@ -152,28 +133,13 @@ txArray* withField(const char* field, txArray* value) {
   return s;
 }
 
-txArray* stackWith(std::vector<std::string> fields, txArray* line) {
-  txArray* stack = txCreateStructMatrix(2, 1, fields);
-  if (line != nullptr) {
-    txSetField(stack, 0, "line", txCreateDoubleScalar(3));
-    txSetField(stack, 1, "line", line);
-  }
-  return withField("stack", stack);
-}
-
 txArray* metadataWith(txArray* kind, txArray* value, bool twice = false) {
   txArray* meta = txCreateStructMatrix(twice ? 2 : 1, 1, {"key", "kind", "value"});
-  txSetField(meta, 0, "key", txCreateStringFromUTF8("k"));
+  for (txIndex i = 0; i < txGetM(meta); ++i) txSetField(meta, i, "key", txCreateStringFromUTF8("k"));
   txSetField(meta, 0, "kind", kind);
   txSetField(meta, 0, "value", value);
-  if (twice) {
-    txSetField(meta, 1, "key", txCreateStringFromUTF8("k"));
-    txSetField(meta, 1, "value", txCreateDoubleScalar(1));
-  }
   return withField("metadata", meta);
 }
-
-txArray* charMatrix(txIndex m, txIndex n) { return txCreateCharMatrix(m, n); }
 
 // Causes nested levels deep below a one-item form.
 txArray* nested(int levels) {
@@ -207,21 +173,13 @@ INSTANTIATE_TEST_SUITE_P(
     ArrayForm, ArrayFormRejects,
     ::testing::Values(
         Malformed{"null_form", [] { return nullptr; }, "ArrayWrongClass", "diag must be a struct array"},
-        Malformed{"cell_form", [] { return txCreateCellMatrix(1, 1); }, "ArrayWrongClass", "not a 1x1 cell array"},
         Malformed{"object_form", [] { return txCreateObjectMatrix(1, 1, "MException", kFields); }, "ArrayWrongClass",
                   "1x1 MException"},
         Malformed{"no_identifier_field",
                   [] { return txCreateStructMatrix(1, 1, {"message"}); }, "ArrayMissingField",
                   "diag has no field 'identifier'"},
-        Malformed{"causes_without_message",
-                  [] { return withField("causes", txCreateStructMatrix(1, 1, {"identifier"})); }, "ArrayMissingField",
-                  "diag(2).causes has no field 'message'"},
-        Malformed{"numeric_identifier", [] { return withField("identifier", txCreateDoubleScalar(4)); },
-                  "ArrayFieldType", "Field 'identifier' of element 2 of diag must be a character row"},
-        Malformed{"two_row_message", [] { return withField("message", charMatrix(2, 3)); }, "ArrayFieldType",
+        Malformed{"two_row_message", [] { return withField("message", txCreateCharMatrix(2, 3)); }, "ArrayFieldType",
                   "Field 'message' of element 2 of diag must be a character row, not a 2x3 char array"},
-        Malformed{"handles_column", [] { return withField("handles", txCreateDoubleMatrix(2, 1)); },
-                  "ArrayFieldType", "Field 'handles' of element 2"},
         Malformed{"handles_as_text", [] { return withField("handles", txCreateStringFromUTF8("1 2")); },
                   "ArrayFieldType", "must be a double row"},
         Malformed{"struct_argument",
@@ -232,37 +190,23 @@ INSTANTIATE_TEST_SUITE_P(
                     return withField("arguments", args);
                   },
                   "ArrayFieldType", "Field 'arguments' of element 2"},
-        Malformed{"argument_not_a_cell", [] { return withField("arguments", txCreateDoubleScalar(1)); },
-                  "ArrayFieldType", "cell of real scalars and character rows"},
-        Malformed{"stack_without_line", [] { return stackWith({"file", "name"}, nullptr); }, "ArrayMissingField",
-                  "diag(2).stack has no field 'line'"},
         Malformed{"stack_line_as_text",
-                  [] { return stackWith({"file", "name", "line"}, txCreateStringFromUTF8("12")); }, "ArrayFieldType",
-                  "Field 'line' of element 2 of diag(2).stack must be a real scalar"},
-        Malformed{"negative_creation_time", [] { return withField("creationTime", txCreateDoubleScalar(-1)); },
-                  "ArrayFieldType", "Field 'creationTime' of element 2"},
+                  [] {
+                    txArray* stack = txCreateStructMatrix(1, 1, {"file", "name", "line"});
+                    txSetField(stack, 0, "line", txCreateStringFromUTF8("12"));
+                    return withField("stack", stack);
+                  }, "ArrayFieldType",
+                  "Field 'line' of element 1 of diag(2).stack must be a real scalar"},
         Malformed{"fractional_creation_time", [] { return withField("creationTime", txCreateDoubleScalar(1.5)); },
                   "ArrayFieldType", "whole number from 0 to 4294967295"},
-        Malformed{"creation_time_past_32_bits",
-                  [] { return withField("creationTime", txCreateDoubleScalar(4294967296.0)); }, "ArrayFieldType",
-                  "creationTime"},
         Malformed{"unknown_metadata_kind",
                   [] { return metadataWith(txCreateStringFromUTF8("float"), txCreateDoubleScalar(1)); },
                   "ArrayFieldType", "Field 'kind' of element 1 of diag(2).metadata"},
-        Malformed{"int64_digits_that_are_not",
-                  [] { return metadataWith(txCreateStringFromUTF8("int64"), txCreateStringFromUTF8("12x")); },
-                  "ArrayFieldType", "Field 'value' of element 1 of diag(2).metadata must be a whole number"},
         Malformed{"int64_past_the_range",
                   [] { return metadataWith(txCreateStringFromUTF8("int64"), txCreateDoubleScalar(1e19)); },
                   "ArrayFieldType", "64-bit integer range"},
-        Malformed{"cell_metadata_value", [] { return metadataWith(nullptr, txCreateCellMatrix(1, 1)); },
-                  "ArrayFieldType", "Field 'value' of element 1"},
         Malformed{"repeated_metadata_key", [] { return metadataWith(nullptr, txCreateDoubleScalar(2), true); },
                   "ArrayDuplicateKey", "Element 2 of diag(2).metadata repeats the metadata key 'k'"},
-        Malformed{"metadata_not_a_struct", [] { return withField("metadata", txCreateCellMatrix(1, 1)); },
-                  "ArrayFieldType", "Field 'metadata' of element 2"},
-        Malformed{"causes_as_cell", [] { return withField("causes", txCreateCellMatrix(1, 1)); }, "ArrayFieldType",
-                  "Field 'causes' of element 2 of diag"},
         Malformed{"bad_field_deep_in_causes",
                   [] {
                     txArray* in = nested(3);
@@ -280,15 +224,13 @@ TEST_F(ArrayForm, CausesUpToTheDepthLimitRestore) {
   txArray* in = nested(kQvsvMaxRestoredCauseDepth);
   qvsvDiagnosticImpl* restored = qvsvDiagnosticFromArray(in);
   txDestroyArray(in);
-  int depth = 0;
-  for (qvsvDiagnosticImpl* d = restored; d != nullptr && !d->isEmpty(); d = d->firstItem()->cause) ++depth;
-  EXPECT_EQ(depth, kQvsvMaxRestoredCauseDepth + 1);
+  EXPECT_EQ(causeChain(restored).size(), static_cast<std::size_t>(kQvsvMaxRestoredCauseDepth) + 1);
   qvsvDiscardDiagnostic(restored);
 }
 
 TEST_F(ArrayForm, CausesThatLeadBackToTheirOwnFormAreACycle) {
-  txArray* outer = form(1);
-  txArray* inner = form(1);
+  txArray* outer = nested(0);
+  txArray* inner = nested(0);
   txSetField(inner, 0, "causes", outer);
   txSetField(outer, 0, "causes", inner);  // outer -> inner -> outer
   qvsvDiagnosticImpl* restored = nullptr;
@@ -308,8 +250,7 @@ TEST_F(ArrayForm, CausesThatLeadBackToTheirOwnFormAreACycle) {
 TEST_F(ArrayForm, ThrowingFormCarriesTheFinding) {
   txArray* in = txCreateCellMatrix(0, 0);
   try {
-    qvsvDiagnosticImpl* unexpected = qvsvDiagnosticFromArray(in);
-    qvsvDiscardDiagnostic(unexpected);
+    static_cast<void>(qvsvDiagnosticFromArray(in));
     ADD_FAILURE() << "no exception";
   } catch (const qvsv::except::DiagnosticException& e) {
     EXPECT_EQ(e.identifier(), "QV_SERVICES:exchange:ArrayWrongClass");

@@ -14,13 +14,9 @@ using resource_core::BaseMsgID;
 
 class MessageLookup : public DiagnosticsTest {};
 
-TEST_F(MessageLookup, IdentifierSplitsAtTheLastColon) {
+TEST_F(MessageLookup, IdentifierSplitsAtTheLastColonAndMissingPartsAreErrors) {
   const auto id = MutableBaseMsgID::getBaseMsgIDPtr("QV_SERVICES:utils:TooManyErrorsErr", {});
-  EXPECT_EQ(id->catalog(), "QV_SERVICES:utils");
-  EXPECT_EQ(id->key(), "TooManyErrorsErr");
-}
-
-TEST_F(MessageLookup, IdentifierWithoutCatalogueThrowsAndNoThrowGivesTheText) {
+  EXPECT_EQ(id->catalog() + " / " + id->key(), "QV_SERVICES:utils / TooManyErrorsErr");
   EXPECT_THROW(MutableBaseMsgID::getMessageFromCatalog("NoColonHere", {}, true), std::invalid_argument);
   qvsvArgumentVector args;
   EXPECT_EQ(MutableBaseMsgID::getMessageFromCatalog_NoThrow("NoColonHere", args),
@@ -28,6 +24,7 @@ TEST_F(MessageLookup, IdentifierWithoutCatalogueThrowsAndNoThrowGivesTheText) {
   const std::string missing = MutableBaseMsgID::getMessageFromCatalog_NoThrow("QV_SERVICES:utils:Nope", args);
   EXPECT_NE(missing.find("QV_SERVICES:utils:Nope"), std::string::npos) << missing;
   EXPECT_THROW(MutableBaseMsgID::getMessageFromCatalog("QV_SERVICES:utils:Nope", {}, true), resource_core::CatalogError);
+  EXPECT_THROW(qvsvCreateDiagnosticFromMessageID(BaseMsgID("QV_SERVICES:utils", "Nope")), resource_core::CatalogError);
 }
 
 TEST_F(MessageLookup, TranslateChoosesTheGlobalOrTheDefaultLocale) {
@@ -51,9 +48,7 @@ TEST_F(MessageLookup, VisitorRewritesArgumentsByKind) {
   MutableBaseMsgID id("QVSV_TEST:extra", "Pair", {std::int64_t{4}, std::string("n"), std::u16string(u"w")});
   TaggingVisitor visitor;
   id.setArguments(visitor);
-  EXPECT_EQ(std::get<std::int64_t>(id.arguments()[0]), 40);
-  EXPECT_EQ(std::get<std::string>(id.arguments()[1]), "n?");
-  EXPECT_EQ(std::get<std::u16string>(id.arguments()[2]), u"w!");
+  EXPECT_EQ(id.arguments(), (qvsvArgumentVector{std::int64_t{40}, std::string("n?"), std::u16string(u"w!")}));
   const MutableBaseMsgID copy(static_cast<const BaseMsgID&>(id));
   EXPECT_EQ(copy.identifier(), "QVSV_TEST:extra:Pair");
   EXPECT_EQ(qvsvGetMessageFromMessageIDAsStdString(copy, true), "first 40, second n?");
@@ -77,37 +72,10 @@ TEST_F(DiagnosticCreation, FromMessageIdFormatsTheTextAndKeepsTheArguments) {
   qvsvDiagnosticImpl* diag = qvsvCreateDiagnosticFromMessageID(
       BaseMsgID("QVSV_TEST:extra", "Pair", {std::int64_t{-12}, std::string("caf\xC3\xA9")}));
   EXPECT_EQ(std::u16string(qvsvGetFirstErrorMessage(diag)), u"first -12, second caf\u00E9");
-  const qvsvArgumentVector args = qvsvGetArgumentsFromLastDiagnostic(diag);
-  ASSERT_EQ(args.size(), 2u);
-  EXPECT_EQ(std::get<std::int64_t>(args[0]), -12);
-  EXPECT_EQ(std::get<std::u16string>(args[1]), u"caf\u00E9") << "text arguments read back as wide strings";
+  EXPECT_EQ(qvsvGetArgumentsFromLastDiagnostic(diag), (qvsvArgumentVector{std::int64_t{-12}, std::u16string(u"caf\u00E9")}))
+      << "text arguments read back as wide strings";
   EXPECT_EQ(qvsvGetNumbArgumentsFromLastDiagnostic(diag), 2);
   qvsvDiscardDiagnostic(diag);
-}
-
-TEST_F(DiagnosticCreation, UnknownMessagePropagatesTheCatalogueError) {
-  EXPECT_THROW(qvsvCreateDiagnosticFromMessageID(BaseMsgID("QV_SERVICES:utils", "Nope")), resource_core::CatalogError);
-}
-
-TEST_F(DiagnosticCreation, OutOfMemoryDiagnosticListsTheSharedStaticItem) {
-  qvsvDiagnosticImpl* a = qvsvCreateMemoryAllocationDiagnostic();
-  qvsvDiagnosticImpl* b = qvsvCreateMemoryAllocationDiagnostic();
-  EXPECT_EQ(a->firstItem(), b->firstItem());
-  EXPECT_TRUE(a->firstItem()->isStatic);
-  EXPECT_STREQ(qvsvGetFirstErrorIdentifier(a), "QV_SERVICES:utils:MemoryAllocationError");
-  qvsvDiscardDiagnostic(a);
-  EXPECT_STREQ(qvsvGetFirstErrorIdentifier(b), "QV_SERVICES:utils:MemoryAllocationError") << "the item survives";
-  qvsvDiscardDiagnostic(b);
-}
-
-TEST_F(DiagnosticCreation, InterruptErrorsNameTheKindOfInterruption) {
-  for (const auto& [userBreak, id] : {std::pair(true, "QV_SERVICES:utils:CNTRL_C_INTERRUPTION"),
-                                      std::pair(false, "QV_SERVICES:utils:PROGRAM_INTERRUPTION")}) {
-    qvsvDiagnosticImpl* diag = qvsvCreateInterruptError(userBreak);
-    EXPECT_STREQ(qvsvGetFirstErrorIdentifier(diag), id);
-    EXPECT_FALSE(std::u16string(qvsvGetFirstErrorMessage(diag)).empty());
-    qvsvDiscardDiagnostic(diag);
-  }
 }
 
 // The object-discovery callback turns object indices into handles.
@@ -128,23 +96,18 @@ class ObjectDiscovery : public DiagnosticsTest {
     EXPECT_EQ(qvsvGetHandlesFromDiagnosticItem(nested, 0).size(), 0u);
     qvsvDiscardDiagnostic(nested);
   }
-  void SetUp() override {
-    DiagnosticsTest::SetUp();
-    indices().clear();
-    qvsvSetGlobalQVObjectDiscoveryCallback(&discover);
-  }
 };
 
 TEST_F(ObjectDiscovery, ObjectIndicesBecomeHandlesAndTheSlotIsRestored) {
+  qvsvSetGlobalQVObjectDiscoveryCallback(&discover);
   qvsvDiagnosticImpl* diag = qvsvCreateDiagnostic(BaseMsgID("QVSV_TEST:extra", "Plain"), "3, 7,12");
   EXPECT_EQ(indices(), (std::vector<int>{3, 7, 12}));
   EXPECT_EQ(qvsvGetHandlesFromDiagnosticItem(diag, 0), (std::vector<double>{103, 107, 112}));
   EXPECT_EQ(std::u16string(qvsvGetFirstErrorMessage(diag)), u"plain text [objects]");
   EXPECT_EQ(qvsvGetGlobalQVObjectDiscoveryCallback(), &discover);
   qvsvDiscardDiagnostic(diag);
-}
-
-TEST_F(ObjectDiscovery, ObjectStringThatIsNotNumbersThrowsAndRestoresTheSlot) {
+  indices().clear();
+  // An object string that is not numbers throws and restores the slot.
   EXPECT_THROW(qvsvCreateDiagnostic(BaseMsgID("QVSV_TEST:extra", "Plain"), "1,x"), std::invalid_argument);
   EXPECT_THROW(qvsvCreateDiagnostic(BaseMsgID("QVSV_TEST:extra", "Plain"), "1,99999999999"), std::out_of_range);
   EXPECT_EQ(qvsvGetGlobalQVObjectDiscoveryCallback(), &discover);
@@ -177,9 +140,8 @@ TEST_F(DiagnosticCreation, ReplacingArgumentsRendersTheMessageAgain) {
   qvsvDiagnosticImpl* named = qvsvCreateDiagnosticFromIdAndMsg("QVSV_TEST:extra:Named", "unrendered");
   qvsvReplaceLastDiagnosticStringArguments(named, {{u"whom", u"Bob"}, {u"who", u"Ann"}});
   EXPECT_EQ(std::u16string(qvsvGetFirstErrorMessage(named)), u"Ann met Bob");
-  const qvsvArgumentVector args = qvsvGetArgumentsFromLastDiagnostic(named);
-  ASSERT_EQ(args.size(), 2u);
-  EXPECT_EQ(std::get<std::u16string>(args[0]), u"Ann") << "values stored in name order";
+  EXPECT_EQ(qvsvGetArgumentsFromLastDiagnostic(named), (qvsvArgumentVector{std::u16string(u"Ann"), std::u16string(u"Bob")}))
+      << "values stored in name order";
 
   qvsvDiagnosticImpl* adHoc = qvsvCreateDiagnosticFromIdAndMsg("Not:catalogued", "kept");
   qvsvReplaceLastDiagnosticArguments(adHoc, {std::int64_t{5}});
@@ -196,35 +158,24 @@ class CallStackCapture : public DiagnosticsTest {
   }
 };
 
-TEST_F(CallStackCapture, StackIsKeptOnlyWhileTheHookIsSetAndStacksAreNotSkipped) {
-  tessel::ScopedFrame outer("/m/run.m", "run", 3);
-  tessel::ScopedFrame inner("/m/step.m", "step", 14);
+TEST_F(CallStackCapture, StackIsKeptWhileTheHookIsSetAndStacksAreNotSkippedAndItsTextListsTwentyFrames) {
+  std::vector<std::unique_ptr<tessel::ScopedFrame>> frames;
+  for (int i = 0; i < 25; ++i) frames.push_back(std::make_unique<tessel::ScopedFrame>("f.m", "fn", i));
   qvsvDiagnosticImpl* off = make("A:b");
   EXPECT_EQ(qvsvGetTStackFromDiagnostic(off, 0), "");
   QvTestingHook::setHookValue("QVSV_POPULATE_TSTACK", 1);
   qvsvDiagnosticImpl* on = make("A:b");
-  EXPECT_EQ(qvsvGetTStackFromDiagnostic(on, 0), "/m/step.m>step:14\n/m/run.m>run:3\n");
-  qvsvTStackFrames frames{{"stale", "x", 1}};
-  qvsvPopulateTStackFromDiagnostic(frames, on, 0);
-  ASSERT_EQ(frames.size(), 2u);
-  EXPECT_EQ(frames[0], std::make_tuple(std::string("/m/step.m"), std::string("step"), 14));
+  const std::string text = qvsvGetTStackFromDiagnostic(on, 0);
+  EXPECT_EQ(std::count(text.begin(), text.end(), '\n'), 20);
+  EXPECT_EQ(text.substr(0, 20) + "..." + text.substr(text.size() - 9), "f.m>fn:24\nf.m>fn:23\n...f.m>fn:5\n")
+      << "innermost first, the outermost five cut";
+  qvsvTStackFrames all{{"stale", "x", 1}};
+  EXPECT_EQ(qvsvPopulateTStackFromDiagnostic(all, on, 0).size(), 25u) << "the frames are all kept";
+  EXPECT_EQ(all[0], std::make_tuple(std::string("f.m"), std::string("fn"), 24));
   qvsvSetSkipDetailedStackDiagnostics(true);
   qvsvDiagnosticImpl* skipped = make("A:b");
   EXPECT_EQ(qvsvGetTStackFromDiagnostic(skipped, 0), "");
   for (qvsvDiagnosticImpl* d : {off, on, skipped}) qvsvDiscardDiagnostic(d);
-}
-
-TEST_F(CallStackCapture, TextListsAtMostTwentyFrames) {
-  std::vector<std::unique_ptr<tessel::ScopedFrame>> frames;
-  for (int i = 0; i < 25; ++i) frames.push_back(std::make_unique<tessel::ScopedFrame>("f.m", "fn", i));
-  QvTestingHook::setHookValue("QVSV_POPULATE_TSTACK", 1);
-  qvsvDiagnosticImpl* diag = make("A:b");
-  const std::string text = qvsvGetTStackFromDiagnostic(diag, 0);
-  EXPECT_EQ(std::count(text.begin(), text.end(), '\n'), 20);
-  EXPECT_EQ(text.rfind("f.m>fn:5\n"), text.size() - 9) << "innermost first, the outermost five cut";
-  qvsvTStackFrames all;
-  EXPECT_EQ(qvsvPopulateTStackFromDiagnostic(all, diag, 0).size(), 25u);
-  qvsvDiscardDiagnostic(diag);
   while (!frames.empty()) frames.pop_back();
 }
 

@@ -1,5 +1,6 @@
 #include "tests/errors/diagnostics_fixture.hpp"
 
+#include "qv_services/conversions.hpp"
 #include "qv_services/errors/diagnostic_state.hpp"
 #include "qv_services/module.hpp"
 #include "tessel/array.hpp"
@@ -51,6 +52,25 @@ std::vector<std::string> DiagnosticsTest::ids(qvsvDiagnosticImpl* const& diag) {
   std::vector<std::string> out;
   if (diag == nullptr) return out;
   for (const qvsvDiagnosticItem* item : diag->items()) out.push_back(item->identifier);
+  return out;
+}
+
+std::string DiagnosticsTest::tree(const qvsvDiagnosticImpl* diag) {
+  if (diag == nullptr) return "null";
+  std::string out;
+  for (const qvsvDiagnosticItem* item : diag->items()) {
+    out += item->identifier + "=" + ConvertUStringToStdString(item->message);
+    if (item->cause != nullptr && !item->cause->isEmpty()) out += "[" + tree(item->cause) + "]";
+    out += ";";
+  }
+  return out;
+}
+
+std::vector<std::string> DiagnosticsTest::causeChain(const qvsvDiagnosticImpl* diag) {
+  std::vector<std::string> out;
+  for (; diag != nullptr && !diag->isEmpty(); diag = diag->items().front()->cause) {
+    out.push_back(diag->items().front()->identifier);
+  }
   return out;
 }
 

@@ -24,6 +24,10 @@ class DiagnosticsTest : public ::testing::Test {
   static qvsvDiagnosticImpl* queueOf(unsigned n, const char* prefix = "Q");
   // Identifiers of the items, in order.
   static std::vector<std::string> ids(qvsvDiagnosticImpl* const& diag);
+  // Identifier and message of every item, causes in brackets: "A:b=m[C:d=x;];".
+  static std::string tree(const qvsvDiagnosticImpl* diag);
+  // Identifiers down the first item's causes, the outermost first.
+  static std::vector<std::string> causeChain(const qvsvDiagnosticImpl* diag);
 
  private:
   std::size_t diagnostics_ = 0;

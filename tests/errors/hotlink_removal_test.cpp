@@ -27,20 +27,6 @@ std::u16string removeByPattern(const std::u16string& text) {
   return std::u16string(result.getBuffer(), static_cast<std::size_t>(result.length()));
 }
 
-std::string utf8Escaped(const std::u16string& text) {
-  std::string out;
-  for (char16_t c : text) {
-    if (c >= 0x20 && c < 0x7F) {
-      out += static_cast<char>(c);
-    } else {
-      char buf[12];
-      std::snprintf(buf, sizeof buf, "\\u%04X", static_cast<unsigned>(c));
-      out += buf;
-    }
-  }
-  return out;
-}
-
 // Random texts: anchors assembled from alternatives for each of their parts
 // (case, full case folding, Unicode white space, escapes, and near misses
 // such as a missing space or a wrong scheme), between runs of loose pieces.
@@ -101,47 +87,28 @@ TEST(HotlinkRemoval, ScanGivesWhatThePatternGivesOnRandomTexts) {
   for (std::size_t round = 0; round < rounds; ++round) {
     const std::u16string text = maker.text();
     const std::u16string expected = removeByPattern(text);
-    ASSERT_EQ(qvsv::removeHotLinks(text), expected) << utf8Escaped(text);
+    ASSERT_EQ(qvsv::removeHotLinks(text), expected) << ::testing::PrintToString(text);
     if (expected != text) ++changed;
   }
   // The comparison means something only if many texts hold anchors.
   EXPECT_GT(changed, rounds / 20);
 }
 
-struct RemovalCase {
-  std::string name;
-  std::u16string text;
-  std::u16string expected;
-};
-
-class HotlinkRemovalRules : public ::testing::TestWithParam<RemovalCase> {};
-
-TEST_P(HotlinkRemovalRules, MatchesThePatternInWideAndUtf8Text) {
-  EXPECT_EQ(qvsv::removeHotLinks(GetParam().text), GetParam().expected);
-  EXPECT_EQ(qvsv::removeHotLinks(ConvertUStringToStdString(GetParam().text)),
-            ConvertUStringToStdString(GetParam().expected));
-  EXPECT_EQ(removeByPattern(GetParam().text), GetParam().expected) << "the table itself follows the pattern";
+// Cases the random texts reach only rarely; the narrow form must agree.
+TEST(HotlinkRemoval, RareShapesMatchThePatternInWideAndUtf8Text) {
+  const std::pair<std::u16string, std::u16string> cases[] = {
+      {u"<a href=\"tessel:say(\\\"hi\\\")\">say</a>!", u"say!"},
+      {u"<a href=\"tessel:a\">one</a>,<a href=\"tessel:b\">t\nwo</a>", u"one,t\nwo"},
+      {u"<a href=\"tessel:x\">a <a href=\"tessel:y\">b</a>!", u"a <a href=\"tessel:y\">b!"},
+      {u"<a href=\"TE\u00DFEL:x\">\U0001F600</a>", u"\U0001F600"},
+      {u"<a href=\"tessel:\\\">\">q</a>", u"q"},
+      {u"[<a href=\"tessel:x\"></a>]", u"[]"}};
+  for (const auto& [text, expected] : cases) {
+    EXPECT_EQ(removeByPattern(text), expected) << "the case itself follows the pattern";
+    EXPECT_EQ(qvsv::removeHotLinks(text), expected);
+    EXPECT_EQ(qvsv::removeHotLinks(ConvertUStringToStdString(text)), ConvertUStringToStdString(expected));
+  }
 }
-
-INSTANTIATE_TEST_SUITE_P(
-    Renderings, HotlinkRemovalRules,
-    ::testing::Values(
-        RemovalCase{"plain", u"no links", u"no links"},
-        RemovalCase{"lower", u"a <a href=\"tessel:open('m')\">model</a> b", u"a model b"},
-        RemovalCase{"upper_scheme", u"<A HREF = \"TESSEL : help\">Help</A>", u"Help"},
-        RemovalCase{"other_scheme", u"<a href=\"http://x\">web</a>", u"<a href=\"http://x\">web</a>"},
-        RemovalCase{"escaped_quote", u"<a href=\"tessel:say(\\\"hi\\\")\">say</a>!", u"say!"},
-        RemovalCase{"two_and_multiline", u"<a href=\"tessel:a\">one</a>,<a href=\"tessel:b\">t\nwo</a>", u"one,t\nwo"},
-        RemovalCase{"non_ascii", u"\u00E9<a href=\"tessel:x\">\U0001F600</a>", u"\u00E9\U0001F600"},
-        RemovalCase{"unclosed_then_closed_takes_the_first_opening", u"<a href=\"tessel:x\">a <a href=\"tessel:y\">b</a>!",
-                    u"a <a href=\"tessel:y\">b!"},
-        RemovalCase{"unclosed_anchor_stays", u"<a href=\"tessel:x\">open", u"<a href=\"tessel:x\">open"},
-        RemovalCase{"full_case_folding_of_the_scheme", u"<a href=\"TE\u00DFEL:x\">k</a>", u"k"},
-        RemovalCase{"quote_escaped_then_real_quote", u"<a href=\"tessel:\\\">\">q</a>", u"q"},
-        RemovalCase{"space_before_href_required", u"<ahref=\"tessel:x\">k</a>", u"<ahref=\"tessel:x\">k</a>"},
-        RemovalCase{"body_keeps_other_markup", u"<a href=\"tessel:x\"><b>k</b></a>", u"<b>k</b>"},
-        RemovalCase{"empty_body", u"[<a href=\"tessel:x\"></a>]", u"[]"}),
-    qvsv::test::RowName());
 
 // 20,000 unclosed anchors: the pattern looked for "</a>" to the end of the
 // text from each of them (about 520 KB here; minutes with the pattern).

@@ -27,6 +27,15 @@ class InterpreterCalls : public DiagnosticsTest {
     DiagnosticsTest::TearDown();
   }
 
+  // Calls "step" for one output: the diagnostic, and whether the output is gone.
+  qvsvDiagnosticImpl* callStep() {
+    txArray* out = nullptr;
+    qvsvDiagnosticImpl* diag = qvsvCallHostFunction_NoThrow("step", 1, &out, 0, nullptr);
+    EXPECT_EQ(out == nullptr, diag != nullptr) << "outputs exist exactly when the call succeeded";
+    txDestroyArray(out);
+    return diag;
+  }
+
   // "step" runs what the test put in step_, counting its calls; it makes
   // its output first, so that a failure has something to clean up.
   std::function<void()> step_ = [] {};
@@ -39,10 +48,8 @@ class InterpreterCalls : public DiagnosticsTest {
 };
 
 TEST_F(InterpreterCalls, SuccessGivesNullAndTheOutputs) {
+  EXPECT_EQ(callStep(), nullptr);
   txArray* out = nullptr;
-  EXPECT_EQ(qvsvCallHostFunction_NoThrow("step", 1, &out, 0, nullptr), nullptr);
-  EXPECT_EQ(txGetStringUTF8(out), "done");
-  txDestroyArray(out);
   EXPECT_EQ(qvsvEvaluateExpression_NoThrow("step", 1, &out), nullptr);
   EXPECT_EQ(txGetStringUTF8(out), "done");
   txDestroyArray(out);
@@ -58,21 +65,8 @@ TEST_F(InterpreterCalls, HostErrorNestingAnOutOfMemoryKeepsItAsTheCause) {
       std::throw_with_nested(tessel::HostError("Host:starved", "no memory for the step"));
     }
   };
-  txArray* out = nullptr;
-  qvsvDiagnosticImpl* diag = qvsvCallHostFunction_NoThrow("step", 1, &out, 0, nullptr);
-  EXPECT_EQ(out, nullptr);
-  EXPECT_EQ(ids(diag), std::vector<std::string>{"Host:starved"});
-  EXPECT_EQ(ids(qvsvGetCauseFromDiagnosticItem(diag, 0)), std::vector<std::string>{"QV_SERVICES:utils:MemoryAllocationError"});
-  qvsvDiscardDiagnostic(diag);
-}
-
-TEST_F(InterpreterCalls, CppExceptionOfAHostFunctionBecomesItsDiagnostic) {
-  step_ = [] { throw std::length_error("too long"); };
-  txArray* out = nullptr;
-  qvsvDiagnosticImpl* diag = qvsvCallHostFunction_NoThrow("step", 1, &out, 0, nullptr);
-  EXPECT_EQ(out, nullptr) << "the output made before the throw is gone";
-  EXPECT_STREQ(qvsvGetFirstErrorIdentifier(diag), "QV_SERVICES:exchange:StdException");
-  EXPECT_EQ(ConvertUStringToStdString(qvsvGetFirstErrorMessage(diag)), "too long (std::length_error)");
+  qvsvDiagnosticImpl* diag = callStep();
+  EXPECT_EQ(causeChain(diag), (std::vector<std::string>{"Host:starved", "QV_SERVICES:utils:MemoryAllocationError"}));
   qvsvDiscardDiagnostic(diag);
 }
 
@@ -89,11 +83,6 @@ TEST_F(InterpreterCalls, HostErrorComesWithTheStackWhereItWasRaised) {
   diag = qvsvEvaluateExpression_NoThrow(u"no_such_function(1)", 1, nullptr);
   EXPECT_STREQ(qvsvGetFirstErrorIdentifier(diag), "Tessel:BadArguments") << "a null output list is refused";
   qvsvDiscardDiagnostic(diag);
-  txArray* out = nullptr;
-  diag = qvsvEvaluateExpression_NoThrow(u"step(", 1, &out);
-  EXPECT_STREQ(qvsvGetFirstErrorIdentifier(diag), "Tessel:ParseError");
-  EXPECT_EQ(stepCalls_, 1);
-  qvsvDiscardDiagnostic(diag);
 }
 
 struct Interruption {
@@ -103,32 +92,28 @@ struct Interruption {
 
 class InterruptedCalls : public InterpreterCalls, public ::testing::WithParamInterface<Interruption> {};
 
-TEST_P(InterruptedCalls, DuringACallGiveTheInterruptionAndDropTheOutputs) {
+// Before, during and with the call's own error: the interruption is the
+// diagnostic, the outputs are dropped and the request is taken.
+TEST_P(InterruptedCalls, GiveTheInterruptionKeepingTheCallsOwnErrorAsCause) {
+  const std::vector<std::string> interrupted{GetParam().identifier};
+  tessel::RequestInterrupt(GetParam().request);
+  qvsvDiagnosticImpl* diag = qvsvCallHostFunction_NoThrow("step", 0, nullptr, 0, nullptr);
+  EXPECT_EQ(causeChain(diag), interrupted);
+  EXPECT_EQ(stepCalls_, 0) << "a pending request stops the call from running";
+  qvsvDiscardDiagnostic(diag);
+
   step_ = [] { tessel::RequestInterrupt(GetParam().request); };
-  txArray* out = nullptr;
-  qvsvDiagnosticImpl* diag = qvsvCallHostFunction_NoThrow("step", 1, &out, 0, nullptr);
-  EXPECT_EQ(out, nullptr);
-  EXPECT_EQ(ids(diag), std::vector<std::string>{GetParam().identifier});
+  diag = callStep();
+  EXPECT_EQ(causeChain(diag), interrupted);
   EXPECT_EQ(tessel::PendingInterrupt(), tessel::InterruptRequest::None) << "the request was taken";
   qvsvDiscardDiagnostic(diag);
-}
 
-TEST_P(InterruptedCalls, KeepTheCallsOwnErrorAsCause) {
   step_ = [] {
     tessel::RequestInterrupt(GetParam().request);
     throw tessel::HostError("Model:stop", "stopped");
   };
-  qvsvDiagnosticImpl* diag = qvsvEvaluateExpression_NoThrow("step()", 0, nullptr);
-  EXPECT_EQ(ids(diag), std::vector<std::string>{GetParam().identifier});
-  EXPECT_EQ(ids(qvsvGetCauseFromDiagnosticItem(diag, 0)), std::vector<std::string>{"Model:stop"});
-  qvsvDiscardDiagnostic(diag);
-}
-
-TEST_P(InterruptedCalls, PendingBeforehandStopTheCallFromRunning) {
-  tessel::RequestInterrupt(GetParam().request);
-  qvsvDiagnosticImpl* diag = qvsvCallHostFunction_NoThrow("step", 0, nullptr, 0, nullptr);
-  EXPECT_EQ(ids(diag), std::vector<std::string>{GetParam().identifier});
-  EXPECT_EQ(stepCalls_, 0);
+  diag = qvsvEvaluateExpression_NoThrow("step()", 0, nullptr);
+  EXPECT_EQ(causeChain(diag), (std::vector<std::string>{GetParam().identifier, "Model:stop"}));
   qvsvDiscardDiagnostic(diag);
 }
 
@@ -144,9 +129,7 @@ INSTANTIATE_TEST_SUITE_P(Calls, InterruptedCalls,
 TEST_F(InterpreterCalls, WhileInterruptionIsDisabledRequestsWait) {
   tessel::SetInterruptEnabled(false);
   step_ = [] { tessel::RequestInterrupt(tessel::InterruptRequest::UserBreak); };
-  txArray* out = nullptr;
-  EXPECT_EQ(qvsvCallHostFunction_NoThrow("step", 1, &out, 0, nullptr), nullptr);
-  txDestroyArray(out);
+  EXPECT_EQ(callStep(), nullptr);
   EXPECT_EQ(tessel::PendingInterrupt(), tessel::InterruptRequest::UserBreak);
 }
 
@@ -174,17 +157,19 @@ class ModuleEntries : public InterpreterCalls {
     module_.reset();
     InterpreterCalls::TearDown();
   }
+  // What host code gets when it raises the last reported diagnostic.
+  static qvsvDiagnosticImpl* raise(const char* argument) {
+    return qvsvEvaluateExpression_NoThrow(std::string("QvDiagnosticRaise(") + argument + ")", 0, nullptr);
+  }
   std::optional<tessel::ScopedModule> module_;
   tessel::ConsoleCapture console_;  // the host display of unclaimed reports
 };
 
-TEST_F(ModuleEntries, LastReportedDiagnosticReadsAsItsArrayForm) {
+TEST_F(ModuleEntries, LastReportedDiagnosticReadsAsItsArrayFormAndKind) {
   txArray* out[2] = {};
   ASSERT_EQ(qvsvCallHostFunction_NoThrow("QvDiagnosticGetLastReported", 2, out, 0, nullptr), nullptr);
   EXPECT_EQ(txGetNumberOfElements(out[0]), 0u) << "nothing reported yet";
-  txDestroyArray(out[0]);
-  txDestroyArray(out[1]);
-
+  for (txArray* a : out) txDestroyArray(a);
   qvsv::test::RandomDiagnosticTree trees(5);
   qvsvDiagnosticImpl* diag = trees.build();
   const std::string expected = qvsv::test::DumpDiagnostic(diag);
@@ -194,19 +179,15 @@ TEST_F(ModuleEntries, LastReportedDiagnosticReadsAsItsArrayForm) {
   qvsvDiagnosticImpl* restored = qvsvDiagnosticFromArray(out[0]);
   EXPECT_EQ(qvsv::test::DumpDiagnostic(restored), expected);
   qvsvDiscardDiagnostic(restored);
-  txDestroyArray(out[0]);
-  txDestroyArray(out[1]);
+  for (txArray* a : out) txDestroyArray(a);
 }
 
 TEST_F(ModuleEntries, HostCodeRaisesTheLastReportedDiagnosticByItsIdentifier) {
   qvsvDiagnosticImpl* warning = make("Quiver:blocks:Unconnected", u"Port 2 is unconnected.");
   qvsvReportAsWarning(warning);
-  qvsvDiagnosticImpl* raised = qvsvEvaluateExpression_NoThrow("QvDiagnosticRaise(QvDiagnosticGetLastReported())", 0,
-                                                              nullptr);
-  EXPECT_EQ(ids(raised), std::vector<std::string>{"Quiver:blocks:Unconnected"});
-  EXPECT_EQ(ConvertUStringToStdString(qvsvGetFirstErrorMessage(raised)), "Port 2 is unconnected.");
+  qvsvDiagnosticImpl* raised = raise("QvDiagnosticGetLastReported()");
+  EXPECT_EQ(tree(raised), "Quiver:blocks:Unconnected=Port 2 is unconnected.;");
   qvsvDiscardDiagnostic(raised);
-
   try {
     tessel::EvaluateExpression(u"QvDiagnosticRaise(QvDiagnosticGetLastReported)", 0);
     FAIL() << "nothing raised";
@@ -217,7 +198,16 @@ TEST_F(ModuleEntries, HostCodeRaisesTheLastReportedDiagnosticByItsIdentifier) {
   }
 }
 
-TEST_F(ModuleEntries, ReportWhoseFormCouldNotBeMadeRaisesTheShortage) {
+TEST_F(ModuleEntries, RaisingAMalformedOrMissingFormRaisesWhatIsWrong) {
+  qvsvDiagnosticImpl* raised = raise("'not a form'");
+  EXPECT_EQ(ids(raised), std::vector<std::string>{"QV_SERVICES:exchange:ArrayWrongClass"});
+  qvsvDiscardDiagnostic(raised);
+  raised = raise("1, 2");
+  EXPECT_EQ(tree(raised),
+            "QV_SERVICES:exchange:EntryArguments=QvDiagnosticRaise takes 1 input(s) and gives at most 0 output(s).;");
+  qvsvDiscardDiagnostic(raised);
+
+  // A report whose form could not be made raises the shortage.
   qvsv::ScopedExceptionTesting failing(1);
   qvsvCreateExceptionTesterByName(qvsv::fault::kArrayForm);
   QVSV_ExceptionTester* tester = qvsvGetExceptionTesterByName(qvsv::fault::kArrayForm);
@@ -225,20 +215,8 @@ TEST_F(ModuleEntries, ReportWhoseFormCouldNotBeMadeRaisesTheShortage) {
   qvsvDiagnosticImpl* diag = make("A:b");
   qvsvReportAsError(diag);
   tester->resetIterationToSkip();
-  qvsvDiagnosticImpl* raised = qvsvEvaluateExpression_NoThrow("QvDiagnosticRaise(QvDiagnosticGetLastReported())", 0,
-                                                              nullptr);
+  raised = raise("QvDiagnosticGetLastReported()");
   EXPECT_EQ(ids(raised), std::vector<std::string>{"QV_SERVICES:utils:MemoryAllocationError"});
-  qvsvDiscardDiagnostic(raised);
-}
-
-TEST_F(ModuleEntries, RaisingAMalformedFormRaisesWhatIsWrongWithIt) {
-  qvsvDiagnosticImpl* raised = qvsvEvaluateExpression_NoThrow("QvDiagnosticRaise('not a form')", 0, nullptr);
-  EXPECT_EQ(ids(raised), std::vector<std::string>{"QV_SERVICES:exchange:ArrayWrongClass"});
-  qvsvDiscardDiagnostic(raised);
-  raised = qvsvEvaluateExpression_NoThrow("QvDiagnosticRaise(1, 2)", 0, nullptr);
-  EXPECT_EQ(ids(raised), std::vector<std::string>{"QV_SERVICES:exchange:EntryArguments"});
-  EXPECT_EQ(ConvertUStringToStdString(qvsvGetFirstErrorMessage(raised)),
-            "QvDiagnosticRaise takes 1 input(s) and gives at most 0 output(s).");
   qvsvDiscardDiagnostic(raised);
 }
 

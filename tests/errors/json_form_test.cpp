@@ -1,7 +1,11 @@
+#include <rapidjson/document.h>
+
 #include <string>
 
+#include "qv_services/conversions.hpp"
 #include "qv_services/json_form.hpp"
 #include "qv_services/renderings.hpp"
+#include "qv_services/sarif_form.hpp"
 #include "qv_services/xml_form.hpp"
 #include "tests/errors/diagnostics_fixture.hpp"
 #include "tests/errors/random_diagnostic_tree.hpp"
@@ -50,21 +54,13 @@ TEST_F(JsonForm, RandomTreesRestoreWithByteIdenticalXmlForms) {
   }
 }
 
-TEST_F(JsonForm, NullAndEmptyWriteNoItemsAndRestoreToNull) {
-  qvsvDiagnosticImpl* none = nullptr;
-  const std::string written = qvsvSerializeDiagnosticAsJSON(none);
+TEST_F(JsonForm, NullWritesNoItemsAndTextsJsonCannotCarryUseTheHexForm) {
+  const std::string written = qvsvSerializeDiagnosticAsJSON(nullptr);
   EXPECT_EQ(written, R"({"format":"qv_services.diagnostic","version":1,"items":[]})");
   EXPECT_EQ(qvsvRestoreDiagnosticFromJSON(written), nullptr);
-}
-
-TEST_F(JsonForm, TextsJsonCannotCarryUseTheHexForm) {
   qvsvDiagnosticImpl* diag = make("A:b", std::u16string(u"x\xDC00y"));
-  const std::string written = qvsvSerializeDiagnosticAsJSON(diag);
-  EXPECT_NE(written.find(R"("message":{"utf16":"0078dc000079"})"), std::string::npos) << written;
-  qvsvDiagnosticImpl* restored = qvsvRestoreDiagnosticFromJSON(written);
-  ASSERT_NE(restored, nullptr);
-  EXPECT_EQ(restored->firstItem()->message, std::u16string(u"x\xDC00y"));
-  qvsvDiscardDiagnostic(restored);
+  const std::string hex = qvsvSerializeDiagnosticAsJSON(diag);
+  EXPECT_NE(hex.find(R"("message":{"utf16":"0078dc000079"})"), std::string::npos) << hex;
   qvsvDiscardDiagnostic(diag);
 }
 
@@ -115,10 +111,11 @@ INSTANTIATE_TEST_SUITE_P(
         MalformedCase{R"([{"id":"a","message":"m","causes":[{"id":"b","message":"m","causes":[{"id":5}]}]}])",
                       "items[0].causes[0].causes[0].id: expected a string"}));
 
-TEST_F(JsonForm, WrongFormatOrVersionIsNotRestored) {
-  for (const char* text : {R"({"format":"other","version":1,"items":[]})",
-                           R"({"format":"qv_services.diagnostic","version":2,"items":[]})", "[]"}) {
-    SCOPED_TRACE(text);
+TEST_F(JsonForm, WrongFormatVersionOrNestingIsNotRestored) {
+  for (const std::string& text : {std::string(R"({"format":"other","version":1,"items":[]})"),
+                                  std::string(R"({"format":"qv_services.diagnostic","version":2,"items":[]})"),
+                                  std::string("[]"), std::string(200000, '[') + std::string(200000, ']')}) {
+    SCOPED_TRACE(text.substr(0, 60));
     qvsvDiagnosticImpl* error = qvsvRestoreDiagnosticFromJSON(text);
     EXPECT_EQ(errorChain(error).rfind(
                   "QV_SERVICES:serialization:RestoreFromJSONError | QV_SERVICES:serialization:JSONFormError", 0),
@@ -130,7 +127,7 @@ TEST_F(JsonForm, WrongFormatOrVersionIsNotRestored) {
 TEST_F(JsonForm, CausesDeeperThanTheReadersLimitAreMalformed) {
   qvsvDiagnosticImpl* chain = make("Deep:0");
   for (int depth = 1; depth <= kQvsvMaxRestoredCauseDepth + 1; ++depth) {
-    qvsvDiagnosticImpl* outer = make(("Deep:" + std::to_string(depth)).c_str());
+    qvsvDiagnosticImpl* outer = make("Deep:x");
     qvsvAddCauseToLastDiagnosticItem(outer, chain);
     chain = outer;
   }
@@ -140,11 +137,62 @@ TEST_F(JsonForm, CausesDeeperThanTheReadersLimitAreMalformed) {
   qvsvDiscardDiagnostic(chain);
 }
 
-TEST_F(JsonForm, HostileNestingIsRejectedWithoutRecursion) {
-  const std::string deep = std::string(200000, '[') + std::string(200000, ']');
-  qvsvDiagnosticImpl* error = qvsvRestoreDiagnosticFromJSON(deep);
-  EXPECT_NE(errorChain(error).find("JSONFormError"), std::string::npos);
-  qvsvDiscardDiagnostic(error);
+// The JSON writers copy plain text a block at a time and finish a text with
+// a block that overlaps what was copied: one unit that needs care, at every
+// position of texts of every length across several blocks, must read back.
+constexpr std::size_t kLongest = 40;  // two 16-byte blocks and a tail
+
+// Calls check(text) for the unit at every position of texts of every length.
+template <typename Text, typename Check>
+void everyPlacement(const Text& unit, Check check) {
+  for (std::size_t length = unit.size(); length <= kLongest; ++length) {
+    for (std::size_t at = 0; at + unit.size() <= length; ++at) {
+      Text text(length, 'a');
+      text.replace(at, unit.size(), unit);
+      SCOPED_TRACE("length " + std::to_string(length) + ", at " + std::to_string(at));
+      check(text);
+    }
+  }
+}
+
+using JsonText = qvsv::test::DiagnosticsTest;
+
+TEST_F(JsonText, WideUnitsReadBackAndShowInSarifAtEveryPositionAndLength) {
+  for (const std::u16string unit : {u"\"", u"\\", u"\n", u"\x01", u"\x7F", u"\u00E9", u"\u20AC", u"\U0001F600",
+                                    u"\xD800", u"\xDC00"}) {
+    SCOPED_TRACE(::testing::PrintToString(unit));
+    everyPlacement(unit, [](const std::u16string& text) {
+      qvsvDiagnosticImpl* diag = qvsvCreateDiagnosticFromIdAndMsg("Quiver:test:Text", text);
+      qvsvDiagnosticImpl* restored = qvsvRestoreDiagnosticFromJSON(qvsvSerializeDiagnosticAsJSON(diag));
+      ASSERT_NE(restored, nullptr);
+      EXPECT_EQ(restored->lastItem()->message, text);
+      // SARIF shows the text, ill-formed parts repaired as the conversions do.
+      rapidjson::Document log;
+      log.Parse(qvsvSerializeDiagnosticAsSARIF(diag, qvsvReportKind::Error).c_str());
+      ASSERT_FALSE(log.HasParseError());
+      const rapidjson::Value& shown = log["runs"][0]["results"][0]["message"]["text"];
+      EXPECT_EQ(std::string(shown.GetString(), shown.GetStringLength()), ConvertUStringToStdString(text, true));
+      qvsvDiscardDiagnostic(restored);
+      qvsvDiscardDiagnostic(diag);
+    });
+  }
+}
+
+// Narrow texts are metadata values here; bytes that are not UTF-8 take the
+// lossless hex form and must come back all the same.
+TEST_F(JsonText, NarrowBytesReadBackAtEveryPositionAndLength) {
+  for (const std::string unit : {"\"", "\x1F", "\xC3\xA9", "\xF0\x9F\x98\x80", "\xFF", "\xE2\x82", "\xED\xA0\x80"}) {
+    SCOPED_TRACE(::testing::PrintToString(unit));
+    everyPlacement(unit, [](const std::string& text) {
+      qvsvDiagnosticImpl* diag =
+          qvsvCreateDiagnosticEx(resource_core::BaseMsgID("QVSV_TEST:extra", "Plain"), {{u"k", text}});
+      qvsvDiagnosticImpl* restored = qvsvRestoreDiagnosticFromJSON(qvsvSerializeDiagnosticAsJSON(diag));
+      ASSERT_NE(restored, nullptr);
+      EXPECT_EQ(restored->lastItem()->metadata, diag->lastItem()->metadata);
+      qvsvDiscardDiagnostic(restored);
+      qvsvDiscardDiagnostic(diag);
+    });
+  }
 }
 
 }  // namespace
