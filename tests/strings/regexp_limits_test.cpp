@@ -1,6 +1,7 @@
 // Limits of the regular-expression matchers: a runaway or oversized match
 // fails like any other failing match in every form, and the error_code forms
 // tell that failure from a genuine no-match.
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <cstdint>
@@ -8,6 +9,7 @@
 #include <stdexcept>
 #include <string>
 #include <system_error>
+#include <vector>
 
 #include "qv_services/conversions.hpp"
 #include "qv_services/regexp.hpp"
@@ -17,6 +19,8 @@ namespace {
 
 using namespace qvsv::regexp;
 using namespace std::chrono_literals;
+using ::testing::HasSubstr;
+using ::testing::ThrowsMessage;
 
 // Sets the process-wide limits for one test and restores them.
 class ScopedDefaultLimits {
@@ -111,46 +115,43 @@ void PrintTo(const Form& form, std::ostream* os) { *os << form.name; }
 
 class RegexpLimits : public ::testing::TestWithParam<Form> {};
 
-TEST_P(RegexpLimits, RunawayBacktrackingStopsAtTheTimeLimitWithTheFailureResult) {
-  const ScopedDefaultLimits quick({20ms, match_limits{}.stack_bytes});
+struct Failure {
+  const char* name;
+  match_limits limits;
+  std::u16string pattern;
+  std::u16string text;
+  errc status;
+};
+
+TEST_P(RegexpLimits, EveryFailureGivesTheFailureResultAndNamesItsCause) {
+  // The stack case has no time limit, so that a slow machine cannot stop the
+  // match before the stack runs out.
+  std::vector<Failure> failures = {{"runaway", {20ms, match_limits{}.stack_bytes}, kRunawayPattern, kRunawayText,
+                                    errc::time_limit},
+                                   {"stack", {0ms, match_limits{}.stack_bytes}, kStackPattern, stackText(),
+                                    errc::stack_limit}};
+  for (const char16_t* pattern : {u"(", u"a)", u"[a-", u"*a", u"a{2,1}", u"\\", u"(?<n>a)\\k<m>"}) {
+    failures.push_back({"bad pattern", match_limits{}, pattern, u"((( a [ b", errc::bad_pattern});
+  }
+  for (const Failure& f : failures) {
+    SCOPED_TRACE(std::string(f.name) + " " + ConvertUStringToStdString(f.pattern));
+    const ScopedDefaultLimits limits(f.limits);
+    std::error_code ec = errc::engine_failure;
+    EXPECT_EQ(GetParam().withStatus(f.pattern, f.text, ec), GetParam().failure);
+    EXPECT_EQ(ec, f.status) << ec.message();
+    EXPECT_EQ(GetParam().plain(f.pattern, f.text), GetParam().failure);
+  }
+}
+
+TEST_P(RegexpLimits, LargerStackAndGenuineNoMatchClearTheStatus) {
   std::error_code ec = errc::engine_failure;
-  EXPECT_EQ(GetParam().withStatus(kRunawayPattern, kRunawayText, ec), GetParam().failure);
-  EXPECT_EQ(ec, errc::time_limit) << ec.message();
-  EXPECT_EQ(GetParam().plain(kRunawayPattern, kRunawayText), GetParam().failure);
-}
-
-TEST_P(RegexpLimits, BacktrackStackOverflowGivesTheFailureResult) {
-  // No time limit, so that a slow machine cannot stop the match before the
-  // stack runs out.
-  const ScopedDefaultLimits stackOnly({0ms, match_limits{}.stack_bytes});
-  const std::u16string text = stackText();
-  std::error_code ec;
-  EXPECT_EQ(GetParam().withStatus(kStackPattern, text, ec), GetParam().failure);
-  EXPECT_EQ(ec, errc::stack_limit) << ec.message();
-  EXPECT_EQ(GetParam().plain(kStackPattern, text), GetParam().failure);
-}
-
-TEST_P(RegexpLimits, LargerStackLetsTheLongMatchSucceed) {
+  const std::u16string noMatch = GetParam().withStatus(kRunawayPattern, u"bbbb", ec);
+  EXPECT_FALSE(ec) << ec.message();
+  EXPECT_EQ(noMatch, GetParam().plain(kRunawayPattern, u"bbbb"));
   const ScopedDefaultLimits roomy({0ms, 0});
-  std::error_code ec = errc::engine_failure;
+  ec = errc::engine_failure;
   EXPECT_NE(GetParam().withStatus(kStackPattern, stackText(), ec), GetParam().failure);
   EXPECT_FALSE(ec) << ec.message();
-}
-
-TEST_P(RegexpLimits, GenuineNoMatchClearsTheStatus) {
-  std::error_code ec = errc::engine_failure;
-  const std::u16string result = GetParam().withStatus(kRunawayPattern, u"bbbb", ec);
-  EXPECT_FALSE(ec) << ec.message();
-  EXPECT_EQ(result, GetParam().plain(kRunawayPattern, u"bbbb"));
-}
-
-TEST_P(RegexpLimits, BadPatternGivesTheFailureResultWithoutThrowing) {
-  for (const char16_t* pattern : {u"(", u"a)", u"[a-", u"*a", u"a{2,1}", u"\\", u"(?<n>a)\\k<m>"}) {
-    std::error_code ec;
-    EXPECT_EQ(GetParam().withStatus(pattern, u"((( a [ b", ec), GetParam().failure) << ConvertUStringToStdString(pattern);
-    EXPECT_EQ(ec, errc::bad_pattern);
-    EXPECT_EQ(GetParam().plain(pattern, u"((( a [ b"), GetParam().failure);
-  }
 }
 
 INSTANTIATE_TEST_SUITE_P(Regexp, RegexpLimits, ::testing::ValuesIn(kForms), qvsv::test::RowName());
@@ -184,21 +185,15 @@ TEST(RegexpLimitsApi, PerMatcherLimitOverridesTheDefault) {
   EXPECT_FALSE(re.status());
 }
 
-TEST(RegexpLimitsApi, BadLimitsThrowNamingTheValue) {
-  const auto expectThrowNaming = [](const std::function<void()>& call, const std::string& value) {
-    try {
-      call();
-      ADD_FAILURE() << "no exception for " << value;
-    } catch (const std::invalid_argument& e) {
-      EXPECT_NE(std::string(e.what()).find(value), std::string::npos) << e.what();
-    }
+TEST(RegexpLimitsApi, BadLimitsThrowNamingTheValueAndChangeNothing) {
+  const auto refused = [](const std::function<void()>& call, const std::string& value) {
+    EXPECT_THAT(call, ThrowsMessage<std::invalid_argument>(HasSubstr(value)));
   };
-  expectThrowNaming([] { setDefaultLimits({-5ms, 0}); }, "-5");
-  expectThrowNaming([] { setDefaultLimits({1ms, std::size_t{1} << 31}); }, "2147483648");
-  expectThrowNaming([] { setLimits(createMatcher(u"a"), {-1ms, 0}); }, "-1");
-  regex re(u"a");
-  expectThrowNaming([&] { re.setLimits({-7ms, 0}); }, "-7");
-  EXPECT_EQ(defaultLimits(), match_limits{}) << "a refused value changes nothing";
+  refused([] { setDefaultLimits({-5ms, 0}); }, "-5");
+  refused([] { setDefaultLimits({1ms, std::size_t{1} << 31}); }, "2147483648");
+  refused([] { setLimits(createMatcher(u"a"), {-1ms, 0}); }, "-1");
+  refused([] { regex(u"a").setLimits({-7ms, 0}); }, "-7");
+  EXPECT_EQ(defaultLimits(), match_limits{});
   const ScopedDefaultLimits largest({1ms, std::size_t{INT32_MAX}});
   EXPECT_EQ(defaultLimits().stack_bytes, std::size_t{INT32_MAX}) << "the largest stack is taken";
 }
