@@ -15,7 +15,6 @@
 namespace {
 
 using ::testing::ElementsAre;
-using ::testing::IsEmpty;
 
 // --- Trimming and collapsing.
 
@@ -58,20 +57,15 @@ TEST(Spacing, NarrowCollapsingUsesTheCLocale) {
   EXPECT_EQ(qvsvRemoveExtraSpaces("   "), "");
 }
 
-// --- Ellipsis.
+// --- Ellipsis: only texts longer than the limit are cut, and only to five
+// or more units.
 
 TEST(Ellipsis, CutsOnlyTextsLongerThanTheLimitAndOnlyToFiveOrMore) {
-  const struct {
-    std::u16string text;
-    unsigned maxLength;
-    std::u16string expected;
-  } rows[] = {{u"0123456789", 8, u"01234..."}, {u"0123456789", 9, u"012345..."}, {u"0123456789", 10, u"0123456789"},
-              {u"0123456789", 5, u"01..."},    {u"0123456789", 4, u"0123456789"}, {u"0123456789", 0, u"0123456789"},
-              {u"012345", 5, u"01..."},        {u"01234", 5, u"01234"},           {u"", 5, u""}};
-  for (const auto& row : rows) {
-    std::u16string s = row.text;
-    qvsvStrAppendEllipsis(s, row.maxLength);
-    EXPECT_EQ(s, row.expected) << row.maxLength;
+  for (const auto& [maxLength, expected] : std::vector<std::pair<unsigned, std::u16string>>{
+           {9, u"012345..."}, {10, u"0123456789"}, {5, u"01..."}, {4, u"0123456789"}, {0, u"0123456789"}}) {
+    std::u16string s = u"0123456789";
+    qvsvStrAppendEllipsis(s, maxLength);
+    EXPECT_EQ(s, expected) << maxLength;
   }
 }
 
@@ -104,9 +98,7 @@ TEST_P(Split, NarrowAndWideCutAlike) {
 INSTANTIATE_TEST_SUITE_P(
     WideString, Split,
     ::testing::Values(SplitRow{"empty_text_no_piece", "", '\\', {}},
-                      SplitRow{"no_delimiter_one_piece", "abc", '\\', {"abc"}},
                       SplitRow{"adjacent_delimiters", "a,,b", 0, {"a", "", "b"}},
-                      SplitRow{"trailing_delimiters", "a,,", 0, {"a", "", ""}},
                       SplitRow{"only_delimiter", ",", 0, {"", ""}},
                       SplitRow{"no_escaping_with_zero", "a\\,b", 0, {"a\\", "b"}},
                       SplitRow{"odd_run_escapes", "b\\,c", '\\', {"b,c"}},
@@ -119,28 +111,21 @@ INSTANTIATE_TEST_SUITE_P(
                       SplitRow{"other_escape_character", "a#,b##,c", '#', {"a,b#", "c"}}),
     qvsv::test::RowName());
 
-TEST(Split, NarrowDelimiterByteInsideACharacterDoesNotCut) {
+TEST(Split, NarrowDelimiterByteInsideACharacterOrNulCuts) {
   std::vector<std::string> out;
-  // 0xA9 is the second byte of "é" and, alone, a (stray) character of its own.
+  // 0xA9 is the second byte of "\u00E9" and, alone, a (stray) character of its own.
   delimited_string_to_vector(out, "caf\xC3\xA9\xA9" "b", '\xA9', 0);
   EXPECT_THAT(out, ElementsAre("caf\xC3\xA9", "b"));
-}
-
-TEST(Split, NarrowEmbeddedNulIsTextOrDelimiter) {
-  std::vector<std::string> out;
   delimited_string_to_vector(out, std::string("a\0b,c", 5), ',', 0);
   EXPECT_THAT(out, ElementsAre(std::string("a\0b", 3), "c"));
   delimited_string_to_vector(out, std::string("a\0b,c", 5), '\0', 0);
   EXPECT_THAT(out, ElementsAre("a", "b,c"));
-  delimited_string_to_vector(out, "", ',', '\\');
-  EXPECT_THAT(out, IsEmpty());
 }
 
 // --- The host literal.
 
 TEST(HostLiteral, WritesLineEndsAndDoubleQuotesAsCharCalls) {
   EXPECT_EQ(qvsvMAT2str(u""), u"['']");
-  EXPECT_EQ(qvsvMAT2str(u"plain"), u"['plain']");
   EXPECT_EQ(qvsvMAT2str(u"say \"hi\"\n"), u"['say ' char(34) 'hi' char(34) '' char(10) '']");
   EXPECT_EQ(qvsvMAT2str(u"\r\v\f"), u"['' char(13) '' char(11) '' char(12) '']");
   EXPECT_EQ(qvsvMAT2str(u"it's"), u"['it''s']");
