@@ -1,16 +1,7 @@
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
-
-#include <stdexcept>
-#include <string>
-
 #include "qv_services/conversions.hpp"
-#include "tests/support/test_support.hpp"
+#include "tests/strings/strings_test.hpp"
 
 namespace {
-
-using ::testing::HasSubstr;
-using ::testing::ThrowsMessage;
 
 void expectStrictFailsAt(auto convert, std::size_t offset) {
   EXPECT_THAT(convert, ThrowsMessage<std::invalid_argument>(HasSubstr("offset " + std::to_string(offset))));

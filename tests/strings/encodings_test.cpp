@@ -1,19 +1,9 @@
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
-
-#include <random>
-#include <stdexcept>
-#include <string>
-
 #include "qv_services/conversions.hpp"
 #include "qv_services/encodings.hpp"
 #include "tessel/foundation.hpp"
-#include "tests/support/test_support.hpp"
+#include "tests/strings/strings_test.hpp"
 
 namespace {
-
-using ::testing::HasSubstr;
-using ::testing::ThrowsMessage;
 
 // The offset named by an ill-formed-input error, or -1 when nothing was thrown.
 template <typename Fn>

@@ -1,14 +1,5 @@
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
-
 #include <algorithm>
-#include <fstream>
 #include <functional>
-#include <map>
-#include <set>
-#include <sstream>
-#include <stdexcept>
-#include <string>
 
 #include "qv_services/enum_table.hpp"
 #include "qv_services/except.hpp"
@@ -17,12 +8,10 @@
 #include "tessel/array.hpp"
 #include "tessel/catalog.hpp"
 #include "tessel/foundation.hpp"
-#include "tests/support/test_support.hpp"
+#include "tests/strings/strings_test.hpp"
 
 namespace {
 
-using ::testing::HasSubstr;
-using ::testing::ThrowsMessage;
 using qvsv::util::qvsvDiagnosticListenerContext;
 using Contexts = qvsvEnumTable<qvsvDiagnosticListenerContext>;
 

@@ -1,19 +1,9 @@
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
-
 #include <algorithm>
-#include <random>
-#include <stdexcept>
-#include <string>
-#include <vector>
 
 #include "qv_services/conversions.hpp"
-#include "tests/support/test_support.hpp"
+#include "tests/strings/strings_test.hpp"
 
 namespace {
-
-using ::testing::HasSubstr;
-using ::testing::ThrowsMessage;
 
 const int kAllStyles[] = {kQvsvEscapeStyleC, kQvsvEscapeStyleJson, kQvsvEscapeStyleAscii, kQvsvEscapeStyleXml,
                           kQvsvEscapeStyleUrl};

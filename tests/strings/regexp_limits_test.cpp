@@ -1,26 +1,19 @@
 // Limits of the regular-expression matchers: a runaway or oversized match
 // fails like any other failing match in every form, and the error_code forms
 // tell that failure from a genuine no-match.
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
 
 #include <cstdint>
 #include <functional>
-#include <stdexcept>
-#include <string>
 #include <system_error>
-#include <vector>
 
 #include "qv_services/conversions.hpp"
 #include "qv_services/regexp.hpp"
-#include "tests/support/test_support.hpp"
+#include "tests/strings/strings_test.hpp"
 
 namespace {
 
 using namespace qvsv::regexp;
 using namespace std::chrono_literals;
-using ::testing::HasSubstr;
-using ::testing::ThrowsMessage;
 
 // Sets the process-wide limits for one test and restores them.
 class ScopedDefaultLimits {

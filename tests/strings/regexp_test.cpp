@@ -1,17 +1,11 @@
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
-
-#include <string>
 #include <tuple>
-#include <vector>
 
 #include "qv_services/regexp.hpp"
-#include "tests/support/test_support.hpp"
+#include "tests/strings/strings_test.hpp"
 
 namespace {
 
 using namespace qvsv::regexp;
-using ::testing::ElementsAre;
 
 constexpr auto kIcase = constants::icase;
 

@@ -1,22 +1,12 @@
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
-
-#include <stdexcept>
-#include <string>
-#include <vector>
-
 #include "qv_services/diagnostic.hpp"
 #include "qv_services/except.hpp"
 #include "qv_services/string_or_id.hpp"
 #include "tessel/array.hpp"
 #include "tessel/catalog.hpp"
 #include "tessel/foundation.hpp"
-#include "tests/support/test_support.hpp"
+#include "tests/strings/strings_test.hpp"
 
 namespace {
-
-using ::testing::HasSubstr;
-using ::testing::ThrowsMessage;
 
 const char* const kHookId = "QV_SERVICES:utils:InvalidHookName";
 

@@ -2,21 +2,16 @@
 // persistent and collect the same and different texts at once. These run
 // under ThreadSanitizer and AddressSanitizer too, which turn a revived dying
 // entry or an entry freed twice into a report.
-#include <gtest/gtest.h>
 
 #include <atomic>
 #include <latch>
 #include <map>
 #include <new>
 #include <memory>
-#include <random>
-#include <string>
-#include <thread>
-#include <vector>
 
 #include "qv_services/string_table.hpp"
 #include "tessel/ut.hpp"
-#include "tests/support/test_support.hpp"
+#include "tests/strings/strings_test.hpp"
 
 namespace {
 

@@ -1,26 +1,15 @@
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
-
 #include <cinttypes>
 #include <cstdio>
 #include <new>
-#include <random>
-#include <stdexcept>
-#include <string>
-#include <thread>
 #include <unordered_set>
-#include <vector>
 
 #include "qv_services/string_table.hpp"
 #include "tessel/array.hpp"
 #include "tessel/console.hpp"
 #include "tessel/ut.hpp"
+#include "tests/strings/strings_test.hpp"
 
 namespace {
-
-using ::testing::ElementsAre;
-using ::testing::IsEmpty;
-using ::testing::ThrowsMessage;
 
 constexpr std::uint32_t kPersistent = qvsvStringTableEntry::kPersistentReferenceCount;
 

@@ -1,14 +1,10 @@
-#include <gtest/gtest.h>
-
 #include <climits>
 #include <memory>
-#include <string>
-#include <vector>
 
 #include "qv_services/wide_string.hpp"
 #include "tessel/foundation.hpp"
 #include "tessel/ut.hpp"
-#include "tests/support/test_support.hpp"
+#include "tests/strings/strings_test.hpp"
 
 namespace {
 

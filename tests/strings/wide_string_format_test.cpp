@@ -3,13 +3,10 @@
 // that cut the result (inside a surrogate pair too) and negative ones.
 #include <unicode/ustdio.h>
 
-#include <gtest/gtest.h>
-
 #include <cstdarg>
-#include <string>
 
 #include "qv_services/wide_string.hpp"
-#include "tests/support/test_support.hpp"
+#include "tests/strings/strings_test.hpp"
 
 namespace {
 

@@ -1,20 +1,10 @@
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
-
-#include <random>
-#include <string>
-#include <thread>
-#include <vector>
-
 #include "qv_services/conversions.hpp"
 #include "qv_services/wide_string.hpp"
 #include "tessel/foundation.hpp"
 #include "tessel/interpreter.hpp"
-#include "tests/support/test_support.hpp"
+#include "tests/strings/strings_test.hpp"
 
 namespace {
-
-using ::testing::ElementsAre;
 
 // --- Trimming and collapsing.
 
