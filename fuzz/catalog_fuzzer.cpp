@@ -1,9 +1,6 @@
 // libFuzzer target: message identifiers, arguments and locales through the
 // catalogue, the library's message lookups and diagnostic creation.
-#include <cstddef>
-#include <cstdint>
 #include <stdexcept>
-#include <string>
 
 #include "fuzz/fuzz_support.hpp"
 #include "qv_services/diagnostic_creation.hpp"

@@ -1,9 +1,6 @@
 // libFuzzer target: UTF-8/UTF-16 conversions (substituting and strict), the
 // escaping conversion, and the XML form's base64 and hex text encodings.
-#include <cstddef>
-#include <cstdint>
 #include <stdexcept>
-#include <string>
 
 #include "fuzz/fuzz_support.hpp"
 #include "qv_services/xml_form.hpp"

@@ -1,10 +1,7 @@
 // libFuzzer target: the qvsv tool's float command on arbitrary values, given
 // as arguments or read from standard input, with every option.
 #include <algorithm>
-#include <cstddef>
-#include <cstdint>
 #include <cstdio>
-#include <string>
 
 #include "fuzz/fuzz_support.hpp"
 #include "tools/qvsv/command.hpp"

@@ -1,9 +1,11 @@
-// Helpers shared by the libFuzzer targets: reading texts from the input and
-// stopping at a broken property.
+// Helpers shared by the libFuzzer targets (with the headers that every one of
+// them needs): reading texts from the input and stopping at a broken property.
 #pragma once
 
 #include <fuzzer/FuzzedDataProvider.h>
 
+#include <cstddef>
+#include <cstdint>
 #include <cstdio>
 #include <cstdlib>
 #include <string>

@@ -4,9 +4,6 @@
 #include <unicode/regex.h>
 
 #include <chrono>
-#include <cstddef>
-#include <cstdint>
-#include <string>
 #include <system_error>
 
 #include "fuzz/fuzz_support.hpp"

@@ -1,9 +1,6 @@
 // libFuzzer target: the wide-string functions that parse or split: splitting
 // at escaped delimiters (wide and UTF-8), trimming and space collapsing, the
 // ellipsis rule, and the host-literal function read back by the host.
-#include <cstddef>
-#include <cstdint>
-#include <string>
 #include <vector>
 
 #include "fuzz/fuzz_support.hpp"
