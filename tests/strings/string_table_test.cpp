@@ -35,11 +35,14 @@ class StringTable : public ::testing::Test {
     return rows;
   }
 
+  // The text of the entry that getString gives; releasing it leaves the
+  // caller's pointer at the empty entry.
   static std::u16string entryText(const char16_t* chars, std::uint32_t length) {
     qvsvStringTableEntry* e = table().getString(chars, length, false);
     const std::u16string text = e->c_str();
     EXPECT_EQ(e->getLength(), text.size());
     table().releaseString(e);
+    EXPECT_EQ(e, table().getEmptyString());
     return text;
   }
 };
@@ -142,7 +145,7 @@ TEST_F(StringTable, PersistentEntryIsImmortalAndReportedAs999999) {
 TEST_F(StringTable, AppendChangesTheReceiverPlusDoesNotAndSubstrFollowsStdString) {
   qvsvString a(u"ab");
   const qvsvString sum = a + qvsvString(u"cd");
-  EXPECT_TRUE(a.equals(u"ab") && sum.equals(u"abcd"));
+  EXPECT_TRUE(a.equals(u"ab") && sum.equals(u"abcd") && (a + std::u16string(u"!")).equals(u"ab!"));
   EXPECT_TRUE(a.append(qvsvString(u"cd")).equals(sum) && a.equals(sum));
   a.append(std::u16string(u"ef"));
   a.append(u'g');
@@ -200,6 +203,7 @@ TEST_F(StringTable, AssignmentsKeepCountsExact) {
 TEST_F(StringTable, TextEndsAtItsFirstNulWhateverTheLengthGiven) {
   const qvsvString cut(std::u16string(u"ab\0cd", 5));
   EXPECT_EQ(cut.length(), 2u);
+  EXPECT_TRUE(cut.equals(std::u16string(u"ab\0zz", 5)));
   EXPECT_TRUE(qvsvString(u"ab").append(u'\0').equals(u"ab"));
   EXPECT_EQ(entryText(u"abcdef", 3), u"abc");
   EXPECT_EQ(entryText(u"abc", 100), u"abc");
