@@ -1,31 +1,16 @@
 // libFuzzer target: the qvsv tool's float command on arbitrary values, given
 // as arguments or read from standard input, with every option.
-#include <cstddef>
-#include <cstdint>
+#include <algorithm>
 #include <cstdio>
-#include <string>
 
 #include "fuzz/fuzz_support.hpp"
 #include "tools/qvsv/command.hpp"
 
-namespace {
-
-const qvsv::tool::Command& floatCommand() {
-  static const qvsv::tool::Command* const command = [] {
-    for (const auto* c : qvsv::tool::Commands()) {
-      if (c->name == "float") return c;
-    }
-    std::abort();
-  }();
-  return *command;
-}
-
-}  // namespace
-
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   // The formatted values are not the point here; keep them off the terminal.
-  static const bool quiet = std::freopen("/dev/null", "w", stdout) != nullptr;
-  (void)quiet;
+  [[maybe_unused]] static const bool quiet = std::freopen("/dev/null", "w", stdout) != nullptr;
+  static const qvsv::tool::Command* const command = *std::find_if(
+      qvsv::tool::Commands().begin(), qvsv::tool::Commands().end(), [](const auto* c) { return c->name == "float"; });
 
   FuzzedDataProvider in(data, size);
   qvsv::tool::Args args;
@@ -38,8 +23,8 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
 
   FILE* const savedStdin = stdin;
   if (fromStdin) {
-    if (values.empty()) return 0;  // fmemopen refuses an empty buffer
-    FILE* const input = fmemopen(const_cast<char*>(values.data()), values.size(), "r");
+    // fmemopen refuses an empty buffer.
+    FILE* const input = values.empty() ? nullptr : fmemopen(const_cast<char*>(values.data()), values.size(), "r");
     if (input == nullptr) return 0;
     stdin = input;
   } else {
@@ -49,7 +34,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     }
     args.push_back(values.substr(start));
   }
-  qvsv::fuzz::Tolerating<qvsv::tool::InputError, qvsv::tool::UsageError>([&] { (void)floatCommand().run(args); });
+  qvsv::fuzz::Throws<qvsv::tool::InputError, qvsv::tool::UsageError>([&] { (void)command->run(args); });
   std::fflush(stdout);
   if (stdin != savedStdin) {
     std::fclose(stdin);

@@ -1,9 +1,11 @@
-// Helpers shared by the libFuzzer targets: reading texts from the input and
-// stopping at a broken property.
+// Helpers shared by the libFuzzer targets (with the headers that every one of
+// them needs): reading texts from the input and stopping at a broken property.
 #pragma once
 
 #include <fuzzer/FuzzedDataProvider.h>
 
+#include <cstddef>
+#include <cstdint>
 #include <cstdio>
 #include <cstdlib>
 #include <string>
@@ -23,21 +25,21 @@ inline void Check(bool holds, const char* what) {
 }
 
 // Loads the library (its catalogues) on the first input.
-inline void InitializeLibraryOnce() {
-  static const bool initialized = (TLInitialize_qv_services(), true);
-  (void)initialized;
-}
+inline void InitializeLibraryOnce() { [[maybe_unused]] static const bool initialized = (TLInitialize_qv_services(), true); }
 
-// Runs fn, taking the exceptions listed as answers rather than findings.
+// Runs fn and tells whether it threw one of the exceptions listed, which are
+// answers rather than findings.
 template <typename First, typename... Rest, typename Fn>
-void Tolerating(Fn fn) {
+bool Throws(Fn fn) {
   try {
     if constexpr (sizeof...(Rest) == 0) {
       fn();
+      return false;
     } else {
-      Tolerating<Rest...>(fn);
+      return Throws<Rest...>(fn);
     }
   } catch (const First&) {
+    return true;
   }
 }
 
@@ -50,8 +52,7 @@ inline std::u16string WideText(FuzzedDataProvider& in, std::size_t max) {
   if (!raw) return ConvertStdStringToUString(bytes, true);
   std::u16string out;
   for (std::size_t i = 0; i + 1 < bytes.size(); i += 2) {
-    out.push_back(static_cast<char16_t>(static_cast<unsigned char>(bytes[i]) |
-                                        (static_cast<unsigned char>(bytes[i + 1]) << 8)));
+    out.push_back(static_cast<char16_t>(static_cast<unsigned char>(bytes[i]) | (static_cast<unsigned char>(bytes[i + 1]) << 8)));
   }
   return out;
 }

@@ -1,8 +1,5 @@
 // libFuzzer target: the embedded host's string-expression evaluator, and the
 // library's host literal for whatever it reads.
-#include <cstddef>
-#include <cstdint>
-#include <string>
 
 #include "fuzz/fuzz_support.hpp"
 #include "qv_services/wide_string.hpp"

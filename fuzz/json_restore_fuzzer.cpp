@@ -1,10 +1,7 @@
 // libFuzzer target: restoring a diagnostic from arbitrary JSON must never
 // crash, hang, leak or read out of bounds, and whatever restores must write
 // the same JSON again.
-#include <cstddef>
-#include <cstdint>
 #include <cstdlib>
-#include <string>
 #include <string_view>
 
 #include "fuzz/fuzz_support.hpp"

@@ -1,8 +1,5 @@
 // libFuzzer target: restoring a diagnostic from arbitrary bytes must never
 // crash, hang, leak or read out of bounds.
-#include <cstddef>
-#include <cstdint>
-#include <string>
 
 #include "fuzz/fuzz_support.hpp"
 #include "qv_services/renderings.hpp"

@@ -1,19 +1,9 @@
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
-
-#include <random>
-#include <stdexcept>
-#include <string>
-
 #include "qv_services/conversions.hpp"
 #include "qv_services/encodings.hpp"
 #include "tessel/foundation.hpp"
-#include "tests/support/test_support.hpp"
+#include "tests/strings/strings_test.hpp"
 
 namespace {
-
-using ::testing::HasSubstr;
-using ::testing::ThrowsMessage;
 
 // The offset named by an ill-formed-input error, or -1 when nothing was thrown.
 template <typename Fn>
@@ -54,7 +44,9 @@ TEST(Encodings, Utf8AgreesWithTheLibrarysOwnConversionOnRandomInput) {
 
 // --- Latin-1.
 
-TEST(Encodings, Latin1HoldsExactlyTheFirst256CodePoints) {
+// Latin-1 holds exactly the first 256 code points; the rest is written as
+// question marks, or refused naming the encoding and the offset.
+TEST(Encodings, Latin1HoldsTheFirst256CodePointsAndSubstitutesOrNamesTheRest) {
   std::string bytes;
   std::u16string text;
   for (int b = 0; b < 256; ++b) {
@@ -63,14 +55,11 @@ TEST(Encodings, Latin1HoldsExactlyTheFirst256CodePoints) {
   }
   EXPECT_EQ(ConvertNarrowToUString(bytes, "ISO-8859-1", false), text);
   EXPECT_EQ(ConvertUStringToNarrow(text, "latin1", false), bytes);
-}
-
-TEST(Encodings, Latin1WritesWhatItCannotHoldAsQuestionMarksOrNamesTheOffset) {
-  const std::u16string text = {u'5', u' ', 0x20AC, u'x', 0xD83D, 0xDE00, 0xDC00, 0x0100};
-  EXPECT_EQ(ConvertUStringToNarrow(text, "latin1"), "5 ?x???");
-  EXPECT_EQ(thrownOffset([&] { (void)ConvertUStringToNarrow(text, "latin1", false); }), 2);
+  const std::u16string beyond = {u'5', u' ', 0x20AC, u'x', 0xD83D, 0xDE00, 0xDC00, 0x0100};
+  EXPECT_EQ(ConvertUStringToNarrow(beyond, "latin1"), "5 ?x???");
+  EXPECT_EQ(thrownOffset([&] { (void)ConvertUStringToNarrow(beyond, "latin1", false); }), 2);
   EXPECT_EQ(thrownOffset([&] { (void)ConvertUStringToNarrow(std::u16string{u'a', 0xDC00}, "latin1", false); }), 1);
-  EXPECT_THAT([&] { (void)ConvertUStringToNarrow(text, "latin1", false); },
+  EXPECT_THAT([&] { (void)ConvertUStringToNarrow(beyond, "latin1", false); },
               ThrowsMessage<std::invalid_argument>(HasSubstr("ISO-8859-1")));
 }
 
@@ -102,20 +91,16 @@ INSTANTIATE_TEST_SUITE_P(
                       LocaleRow{"windows_code_page", "de_DE.windows-1252", "windows-1252", u"\u20AC", "\x80"}),
     qvsv::test::RowName());
 
-TEST(Encodings, LocaleWithAnUnknownCodesetIsNamedInTheError) {
-  tessel::ScopedGlobalLocale locale("de_DE.NOPE");
-  EXPECT_THAT([] { (void)ConvertUStringToNarrow(u"x", "locale"); },
-              ThrowsMessage<std::invalid_argument>(HasSubstr("'de_DE.NOPE' names the encoding 'NOPE'")));
-}
-
-TEST(Encodings, LocaleEncodingSubstitutesOrNamesWhatItCannotHold) {
+// The locale's encoding substitutes and refuses like any other; Latin-9 put
+// the euro sign where Latin-1 had U+00A4. An unknown codeset is named.
+TEST(Encodings, LocaleEncodingSubstitutesOrNamesWhatItCannotHoldOrItsUnknownCodeset) {
   tessel::ScopedGlobalLocale locale("fr_FR.ISO-8859-15");
-  const std::u16string text = u"1 \u20AC \u00A4";  // Latin-9 put the euro sign where Latin-1 had U+00A4
+  const std::u16string text = u"1 \u20AC \u00A4";
   EXPECT_EQ(ConvertUStringToNarrow(text, "locale"), "1 \xA4 ?");
   EXPECT_EQ(thrownOffset([&] { (void)ConvertUStringToNarrow(text, "locale", false); }), 4);
-  tessel::ScopedGlobalLocale utf8("fr_FR.UTF-8");
-  EXPECT_EQ(ConvertNarrowToUString("1 \xA4", "locale"), u"1 \uFFFD");
-  EXPECT_EQ(thrownOffset([&] { (void)ConvertNarrowToUString("1 \xA4", "locale", false); }), 2);
+  tessel::ScopedGlobalLocale unknown("de_DE.NOPE");
+  EXPECT_THAT([] { (void)ConvertUStringToNarrow(u"x", "locale"); },
+              ThrowsMessage<std::invalid_argument>(HasSubstr("'de_DE.NOPE' names the encoding 'NOPE'")));
 }
 
 // --- Names.

@@ -1,17 +1,14 @@
 // Limits of the regular-expression matchers: a runaway or oversized match
 // fails like any other failing match in every form, and the error_code forms
 // tell that failure from a genuine no-match.
-#include <gtest/gtest.h>
 
 #include <cstdint>
 #include <functional>
-#include <stdexcept>
-#include <string>
 #include <system_error>
 
 #include "qv_services/conversions.hpp"
 #include "qv_services/regexp.hpp"
-#include "tests/support/test_support.hpp"
+#include "tests/strings/strings_test.hpp"
 
 namespace {
 
@@ -37,72 +34,55 @@ const std::u16string kRunawayText = std::u16string(40, u'a') + u"b";
 const std::u16string kStackPattern = u"<((?:a|b)*)>";
 std::u16string stackText() { return u"<" + std::u16string(250'000, u'a') + u">"; }
 
-std::u16string joined(const match_list& list) {
-  std::u16string out;
-  for (const auto& [whole, groups] : list) out += u"[" + whole + u"]";
-  return out;
-}
-
-std::u16string shown(const regex_result& r) { return r == regex_result() ? u"no match" : r.str(); }
-
-// One form of the facade, called with an error_code or (given null) without
-// one; each gives a text that shows its result.
-using Status = std::error_code*;
-struct Form {
-  std::string name;
-  std::u16string failure;  // what the form gives for a failing match
-  std::function<std::u16string(const std::u16string&, const std::u16string&, Status)> run;
-  std::u16string withStatus(const std::u16string& p, const std::u16string& t, std::error_code& ec) const {
-    return run(p, t, &ec);
-  }
-  std::u16string plain(const std::u16string& p, const std::u16string& t) const { return run(p, t, nullptr); }
-};
-
 std::u16string yesNo(bool b) { return b ? u"true" : u"false"; }
 const replace_callback kBracket = [](const std::u16string& m, bool&) { return u"{" + m + u"}"; };
 
+// One form of the facade, called with an error_code or (given null) without
+// one; each gives a text that shows its result, and `failure` is what it
+// gives for a failing match.
+using Text = const std::u16string&;
+using Status = std::error_code*;
+struct Form {
+  std::string name;
+  std::u16string failure;
+  std::function<std::u16string(Text, Text, Status)> run;
+};
+
 const Form kForms[] = {
-    {"pointer_search", u"false",
-     [](auto& p, auto& t, Status ec) {
+    {"pointer_search", u"false", [](Text p, Text t, Status ec) {
        return yesNo(ec ? regexp_search(p.c_str(), t.c_str(), false, *ec) : regexp_search(p.c_str(), t.c_str(), false));
      }},
-    {"handle_search", u"false",
-     [](auto& p, auto& t, Status ec) {
+    {"handle_search", u"false", [](Text p, Text t, Status ec) {
        return yesNo(ec ? regexp_search(createMatcher(p), t, false, *ec) : regexp_search(createMatcher(p), t, false));
      }},
-    {"handle_whole_match", u"false",
-     [](auto& p, auto& t, Status ec) {
+    {"handle_whole_match", u"false", [](Text p, Text t, Status ec) {
        return yesNo(ec ? regexp_search(createMatcher(p), t, true, *ec) : regexp_search(createMatcher(p), t, true));
      }},
-    {"collect", u"",
-     [](auto& p, auto& t, Status ec) {
+    {"collect", u"", [](Text p, Text t, Status ec) {
        match_list out{{u"stale", {}}};
        ec ? regexp_search(p, t, out, constants::normal, *ec) : regexp_search(p, t, out);
-       return joined(out);
+       std::u16string shown;
+       for (const auto& [whole, groups] : out) shown += u"[" + whole + u"]";
+       return shown;
      }},
-    {"regex_match", u"no match",
-     [](auto& p, auto& t, Status ec) {
+    {"regex_match", u"no match", [](Text p, Text t, Status ec) {
        regex re(p);
        re.reset(t);
-       const std::u16string result = shown(re.match());
+       const regex_result r = re.match();
        if (ec) *ec = re.status();
-       return result;
+       return r == regex_result() ? u"no match" : r.str();
      }},
-    {"replace_text_handle", u"",
-     [](auto& p, auto& t, Status ec) {
+    {"replace_text_handle", u"", [](Text p, Text t, Status ec) {
        return ec ? regexp_replace(createMatcher(p), t, u"<$1>", *ec) : regexp_replace(createMatcher(p), t, u"<$1>");
      }},
-    {"replace_text_pattern", u"",
-     [](auto& p, auto& t, Status ec) {
+    {"replace_text_pattern", u"", [](Text p, Text t, Status ec) {
        return ec ? regexp_replace(p, t, u"<$1>", constants::normal, *ec) : regexp_replace(p, t, u"<$1>");
      }},
-    {"replace_narrow", u"",
-     [](auto& p, auto& t, Status ec) {
+    {"replace_narrow", u"", [](Text p, Text t, Status ec) {
        const std::string np = ConvertUStringToStdString(p), nt = ConvertUStringToStdString(t), r = "<$1>";
        return ConvertStdStringToUString(ec ? regexp_replace(np, nt, r, constants::normal, *ec) : regexp_replace(np, nt, r));
      }},
-    {"replace_callable", u"",
-     [](auto& p, auto& t, Status ec) {
+    {"replace_callable", u"", [](Text p, Text t, Status ec) {
        return ec ? regexp_replace(p, t, kBracket, constants::normal, *ec) : regexp_replace(p, t, kBracket);
      }},
 };
@@ -111,46 +91,43 @@ void PrintTo(const Form& form, std::ostream* os) { *os << form.name; }
 
 class RegexpLimits : public ::testing::TestWithParam<Form> {};
 
-TEST_P(RegexpLimits, RunawayBacktrackingStopsAtTheTimeLimitWithTheFailureResult) {
-  const ScopedDefaultLimits quick({20ms, match_limits{}.stack_bytes});
-  std::error_code ec = errc::engine_failure;
-  EXPECT_EQ(GetParam().withStatus(kRunawayPattern, kRunawayText, ec), GetParam().failure);
-  EXPECT_EQ(ec, errc::time_limit) << ec.message();
-  EXPECT_EQ(GetParam().plain(kRunawayPattern, kRunawayText), GetParam().failure);
-}
+struct Failure {
+  const char* name;
+  match_limits limits;
+  std::u16string pattern;
+  std::u16string text;
+  errc status;
+};
 
-TEST_P(RegexpLimits, BacktrackStackOverflowGivesTheFailureResult) {
-  // No time limit, so that a slow machine cannot stop the match before the
-  // stack runs out.
-  const ScopedDefaultLimits stackOnly({0ms, match_limits{}.stack_bytes});
-  const std::u16string text = stackText();
-  std::error_code ec;
-  EXPECT_EQ(GetParam().withStatus(kStackPattern, text, ec), GetParam().failure);
-  EXPECT_EQ(ec, errc::stack_limit) << ec.message();
-  EXPECT_EQ(GetParam().plain(kStackPattern, text), GetParam().failure);
-}
-
-TEST_P(RegexpLimits, LargerStackLetsTheLongMatchSucceed) {
-  const ScopedDefaultLimits roomy({0ms, 0});
-  std::error_code ec = errc::engine_failure;
-  EXPECT_NE(GetParam().withStatus(kStackPattern, stackText(), ec), GetParam().failure);
-  EXPECT_FALSE(ec) << ec.message();
-}
-
-TEST_P(RegexpLimits, GenuineNoMatchClearsTheStatus) {
-  std::error_code ec = errc::engine_failure;
-  const std::u16string result = GetParam().withStatus(kRunawayPattern, u"bbbb", ec);
-  EXPECT_FALSE(ec) << ec.message();
-  EXPECT_EQ(result, GetParam().plain(kRunawayPattern, u"bbbb"));
-}
-
-TEST_P(RegexpLimits, BadPatternGivesTheFailureResultWithoutThrowing) {
+TEST_P(RegexpLimits, EveryFailureGivesTheFailureResultAndNamesItsCause) {
+  // The stack case has no time limit, so that a slow machine cannot stop the
+  // match before the stack runs out.
+  std::vector<Failure> failures = {{"runaway", {20ms, match_limits{}.stack_bytes}, kRunawayPattern, kRunawayText,
+                                    errc::time_limit},
+                                   {"stack", {0ms, match_limits{}.stack_bytes}, kStackPattern, stackText(),
+                                    errc::stack_limit}};
   for (const char16_t* pattern : {u"(", u"a)", u"[a-", u"*a", u"a{2,1}", u"\\", u"(?<n>a)\\k<m>"}) {
-    std::error_code ec;
-    EXPECT_EQ(GetParam().withStatus(pattern, u"((( a [ b", ec), GetParam().failure) << ConvertUStringToStdString(pattern);
-    EXPECT_EQ(ec, errc::bad_pattern);
-    EXPECT_EQ(GetParam().plain(pattern, u"((( a [ b"), GetParam().failure);
+    failures.push_back({"bad pattern", match_limits{}, pattern, u"((( a [ b", errc::bad_pattern});
   }
+  for (const Failure& f : failures) {
+    SCOPED_TRACE(std::string(f.name) + " " + ConvertUStringToStdString(f.pattern));
+    const ScopedDefaultLimits limits(f.limits);
+    std::error_code ec = errc::engine_failure;
+    EXPECT_EQ(GetParam().run(f.pattern, f.text, &ec), GetParam().failure);
+    EXPECT_EQ(ec, f.status) << ec.message();
+    EXPECT_EQ(GetParam().run(f.pattern, f.text, nullptr), GetParam().failure);
+  }
+}
+
+TEST_P(RegexpLimits, LargerStackAndGenuineNoMatchClearTheStatus) {
+  std::error_code ec = errc::engine_failure;
+  const std::u16string noMatch = GetParam().run(kRunawayPattern, u"bbbb", &ec);
+  EXPECT_FALSE(ec) << ec.message();
+  EXPECT_EQ(noMatch, GetParam().run(kRunawayPattern, u"bbbb", nullptr));
+  const ScopedDefaultLimits roomy({0ms, 0});
+  ec = errc::engine_failure;
+  EXPECT_NE(GetParam().run(kStackPattern, stackText(), &ec), GetParam().failure);
+  EXPECT_FALSE(ec) << ec.message();
 }
 
 INSTANTIATE_TEST_SUITE_P(Regexp, RegexpLimits, ::testing::ValuesIn(kForms), qvsv::test::RowName());
@@ -170,45 +147,37 @@ TEST(RegexpLimitsApi, MatchersTakeTheDefaultsWhenMadeAndKeepTheirOwn) {
   EXPECT_EQ(defaultLimits(), match_limits{});
 }
 
-TEST(RegexpLimitsApi, PerMatcherLimitOverridesTheDefault) {
+TEST(RegexpLimitsApi, BadLimitsThrowNamingTheValueAndChangeNothing) {
+  const auto refused = [](const std::function<void()>& call, const std::string& value) {
+    EXPECT_THAT(call, ThrowsMessage<std::invalid_argument>(HasSubstr(value)));
+  };
+  refused([] { setDefaultLimits({-5ms, 0}); }, "-5");
+  refused([] { setDefaultLimits({1ms, std::size_t{1} << 31}); }, "2147483648");
+  refused([] { setLimits(createMatcher(u"a"), {-1ms, 0}); }, "-1");
+  refused([] { regex(u"a").setLimits({-7ms, 0}); }, "-7");
+  EXPECT_EQ(defaultLimits(), match_limits{});
+  const ScopedDefaultLimits largest({1ms, std::size_t{INT32_MAX}});
+  EXPECT_EQ(defaultLimits().stack_bytes, std::size_t{INT32_MAX}) << "the largest stack is taken";
+}
+
+// A handle's or a regex's own limits override the defaults; a regex's status
+// is that of its last walk.
+TEST(RegexpStatus, OwnLimitsOverrideTheDefaultsAndStatusFollowsTheLastWalk) {
   const matcher_handle runaway = createMatcher(kRunawayPattern);
   setLimits(runaway, {10ms, match_limits{}.stack_bytes});
   std::error_code ec;
   EXPECT_FALSE(regexp_search(runaway, kRunawayText, false, ec));
   EXPECT_EQ(ec, errc::time_limit);
+  regex roomy(kStackPattern);
+  roomy.setLimits({0ms, 0});
+  roomy.reset(stackText());
+  EXPECT_EQ(roomy.match().length(), 250'002u);
+  EXPECT_FALSE(roomy.status());
 
-  regex re(kStackPattern);
-  re.setLimits({0ms, 0});
-  re.reset(stackText());
-  EXPECT_EQ(re.match().length(), 250'002u);
-  EXPECT_FALSE(re.status());
-}
-
-TEST(RegexpLimitsApi, BadLimitsThrowNamingTheValue) {
-  const auto expectThrowNaming = [](const std::function<void()>& call, const std::string& value) {
-    try {
-      call();
-      ADD_FAILURE() << "no exception for " << value;
-    } catch (const std::invalid_argument& e) {
-      EXPECT_NE(std::string(e.what()).find(value), std::string::npos) << e.what();
-    }
-  };
-  expectThrowNaming([] { setDefaultLimits({-5ms, 0}); }, "-5");
-  expectThrowNaming([] { setDefaultLimits({1ms, std::size_t{1} << 31}); }, "2147483648");
-  expectThrowNaming([] { setLimits(createMatcher(u"a"), {-1ms, 0}); }, "-1");
-  regex re(u"a");
-  expectThrowNaming([&] { re.setLimits({-7ms, 0}); }, "-7");
-  EXPECT_EQ(defaultLimits(), match_limits{}) << "a refused value changes nothing";
-  const ScopedDefaultLimits largest({1ms, std::size_t{INT32_MAX}});
-  EXPECT_EQ(defaultLimits().stack_bytes, std::size_t{INT32_MAX}) << "the largest stack is taken";
-}
-
-TEST(RegexpStatus, RegexKeepsBadPatternAndClearsAfterARecoveredWalk) {
   regex bad(u"[");
   bad.reset(u"[[");
   EXPECT_EQ(bad.status(), errc::bad_pattern);
   EXPECT_FALSE(regex().status());
-
   regex re(kRunawayPattern);
   re.setLimits({10ms, match_limits{}.stack_bytes});
   re.reset(kRunawayText);

@@ -1,28 +1,16 @@
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
-
-#include <stdexcept>
-#include <string>
-#include <vector>
-
 #include "qv_services/diagnostic.hpp"
 #include "qv_services/except.hpp"
 #include "qv_services/string_or_id.hpp"
 #include "tessel/array.hpp"
 #include "tessel/catalog.hpp"
 #include "tessel/foundation.hpp"
-#include "tests/support/test_support.hpp"
+#include "tests/strings/strings_test.hpp"
 
 namespace {
 
-using ::testing::HasSubstr;
-using ::testing::ThrowsMessage;
-
 const char* const kHookId = "QV_SERVICES:utils:InvalidHookName";
 
-qvsvStringOrID hookMessage(const char16_t* name) {
-  return qvsvStringOrID::fromIdentifier(kHookId, {std::u16string(name)});
-}
+qvsvStringOrID hookMessage(const char16_t* name) { return qvsvStringOrID::fromIdentifier(kHookId, {std::u16string(name)}); }
 
 // Every test runs in English, sees the tests' catalogue and must leave no host
 // array behind.
@@ -51,21 +39,19 @@ TEST_F(StringOrID, StoredIdentifierFollowsTheGlobalLocale) {
   EXPECT_EQ(stored.text("de"), u"'Gain' ist nicht der Name eines Test-Hooks.");
 }
 
-TEST_F(StringOrID, UnknownIdentifierFailsWhenResolvedNotWhenMade) {
+// A well-formed identifier is taken as it is and fails only when resolved;
+// text that cannot name a message is refused at once. The catalogue part may
+// itself hold colons: the key is after the last one.
+TEST_F(StringOrID, IdentifierIsCheckedForFormWhenMadeAndResolvedOnlyWhenUsed) {
   const qvsvStringOrID unknown = qvsvStringOrID::fromIdentifier("QV_SERVICES:strings:NoSuchMessage");
-  EXPECT_TRUE(unknown.isMessageID());
   EXPECT_EQ(unknown.identifier(), "QV_SERVICES:strings:NoSuchMessage");
   EXPECT_THAT([&] { (void)unknown.text(); },
               ThrowsMessage<resource_core::CatalogError>(HasSubstr("QV_SERVICES:strings:NoSuchMessage")));
   EXPECT_THROW((void)qvsvCreateDiagnosticFromStringOrID(unknown), resource_core::CatalogError);
-}
-
-TEST_F(StringOrID, TextThatCannotNameAMessageIsRejectedAtOnce) {
   for (const char* bad : {"NoColonHere", ":Key", "Catalog:", ""}) {
     EXPECT_THAT([&] { (void)qvsvStringOrID::fromIdentifier(bad); },
                 ThrowsMessage<std::invalid_argument>(HasSubstr("'" + std::string(bad) + "'")));
   }
-  // The catalogue part may itself hold colons: the key is after the last one.
   const qvsvStringOrID nested = qvsvStringOrID::fromIdentifier("A:b:c:Key");
   EXPECT_EQ(nested.messageID()->catalog(), "A:b:c");
   EXPECT_EQ(nested.messageID()->key(), "Key");
@@ -89,33 +75,25 @@ TEST_P(StringOrIDEquality, ComparesKindAndContentSymmetrically) {
 
 using A = qvsvArgumentVector;
 const char* const kPair = "QVSV_TEST:extra:Pair";
+qvsvStringOrID id(const char* identifier, A arguments = {}) { return qvsvStringOrID::fromIdentifier(identifier, arguments); }
+qvsvStringOrID pair(A arguments) { return id(kPair, std::move(arguments)); }
+const char* const kInterrupted = "QV_SERVICES:utils:PROGRAM_INTERRUPTION";
 
 INSTANTIATE_TEST_SUITE_P(
     StringOrID, StringOrIDEquality,
     ::testing::Values(
         EqualityRow{"same_literal", qvsvStringOrID(u"a"), qvsvStringOrID(u"a"), true},
         EqualityRow{"different_literal", qvsvStringOrID(u"a"), qvsvStringOrID(u"A"), false},
-        EqualityRow{"default_is_empty_literal", qvsvStringOrID(), qvsvStringOrID(static_cast<const char16_t*>(nullptr)),
-                    true},
-        EqualityRow{"literal_never_equals_identifier",
-                    qvsvStringOrID(u"Operation interrupted by the program."),
-                    qvsvStringOrID::fromIdentifier("QV_SERVICES:utils:PROGRAM_INTERRUPTION"), false},
-        EqualityRow{"literal_of_identifier_text", qvsvStringOrID(u"QV_SERVICES:utils:PROGRAM_INTERRUPTION"),
-                    qvsvStringOrID::fromIdentifier("QV_SERVICES:utils:PROGRAM_INTERRUPTION"), false},
-        EqualityRow{"same_identifier_and_arguments", qvsvStringOrID::fromIdentifier(kPair, A{1, std::string("x")}),
-                    qvsvStringOrID::fromIdentifier(kPair, A{1, std::string("x")}), true},
-        EqualityRow{"narrow_and_wide_text_argument", qvsvStringOrID::fromIdentifier(kPair, A{std::string("\xC3\xA9")}),
-                    qvsvStringOrID::fromIdentifier(kPair, A{std::u16string(u"\u00E9")}), true},
-        EqualityRow{"number_never_equals_its_text", qvsvStringOrID::fromIdentifier(kPair, A{1}),
-                    qvsvStringOrID::fromIdentifier(kPair, A{std::string("1")}), false},
-        EqualityRow{"different_number", qvsvStringOrID::fromIdentifier(kPair, A{1}),
-                    qvsvStringOrID::fromIdentifier(kPair, A{-1}), false},
-        EqualityRow{"argument_missing", qvsvStringOrID::fromIdentifier(kPair, A{1, 2}),
-                    qvsvStringOrID::fromIdentifier(kPair, A{1}), false},
-        EqualityRow{"different_key", qvsvStringOrID::fromIdentifier("QVSV_TEST:extra:Plain"),
-                    qvsvStringOrID::fromIdentifier("QVSV_TEST:extra:Pair"), false},
-        EqualityRow{"same_key_other_catalogue", qvsvStringOrID::fromIdentifier("A:b:Key"),
-                    qvsvStringOrID::fromIdentifier("A:Key"), false}),
+        EqualityRow{"default_is_empty_literal", qvsvStringOrID(), qvsvStringOrID(static_cast<const char16_t*>(nullptr)), true},
+        EqualityRow{"literal_never_equals_identifier", qvsvStringOrID(u"Operation interrupted by the program."),
+                    id(kInterrupted), false},
+        EqualityRow{"literal_of_identifier_text", qvsvStringOrID(u"QV_SERVICES:utils:PROGRAM_INTERRUPTION"), id(kInterrupted), false},
+        EqualityRow{"same_identifier_and_arguments", pair(A{1, std::string("x")}), pair(A{1, std::string("x")}), true},
+        EqualityRow{"narrow_and_wide_text_argument", pair(A{std::string("\xC3\xA9")}), pair(A{std::u16string(u"\u00E9")}), true},
+        EqualityRow{"number_never_equals_its_text", pair(A{1}), pair(A{std::string("1")}), false},
+        EqualityRow{"argument_missing", pair(A{1, 2}), pair(A{1}), false},
+        EqualityRow{"different_key", id("QVSV_TEST:extra:Plain"), pair({}), false},
+        EqualityRow{"same_key_other_catalogue", id("A:b:Key"), id("A:Key"), false}),
     qvsv::test::RowName());
 
 // --- The host-array form.
@@ -149,27 +127,24 @@ INSTANTIATE_TEST_SUITE_P(
     ::testing::Values(
         RoundTripRow{"empty_literal", qvsvStringOrID()},
         RoundTripRow{"literal_beyond_the_bmp", qvsvStringOrID(std::u16string(u"a\0\U0001F600\u00E9", 5))},
-        RoundTripRow{"identifier_without_arguments", qvsvStringOrID::fromIdentifier("QVSV_TEST:extra:Plain")},
+        RoundTripRow{"identifier_without_arguments", id("QVSV_TEST:extra:Plain")},
         RoundTripRow{"identifier_with_every_kind_of_argument",
-                     qvsvStringOrID::fromIdentifier(kPair, A{std::int64_t{-42}, std::string("caf\xC3\xA9"),
-                                                              std::u16string(u"\U0001F600"), std::u16string()})},
-        RoundTripRow{"largest_exact_integers", qvsvStringOrID::fromIdentifier(
-                                                   kPair, A{std::int64_t{1} << 53, -(std::int64_t{1} << 53)})}),
+                     pair(A{std::int64_t{-42}, std::string("caf\xC3\xA9"), std::u16string(u"\U0001F600"), std::u16string()})},
+        RoundTripRow{"largest_exact_integers", pair(A{std::int64_t{1} << 53, -(std::int64_t{1} << 53)})}),
     qvsv::test::RowName());
 
-TEST_F(StringOrID, IntegerWithoutAnExactDoubleIsRefusedAndNothingIsLeftBehind) {
-  const qvsvStringOrID big = qvsvStringOrID::fromIdentifier(kPair, A{1, (std::int64_t{1} << 53) + 1});
-  EXPECT_THAT([&] { (void)big.toHostArray(); }, ThrowsMessage<std::out_of_range>(HasSubstr("9007199254740993")));
-}
-
-TEST_F(StringOrID, HostFormReadsAnArgumentCellThatIsAbsentOrEmpty) {
+// Absent or empty arguments read as none; an integer without an exact double
+// is refused, leaving no array behind.
+TEST_F(StringOrID, HostFormTakesAbsentOrEmptyArgumentsAndRefusesInexactIntegers) {
   tessel::HostCallScope scope;
   txArray* form = txCreateStructMatrix(1, 1, {"Identifier"});
   txSetField(form, 0, "Identifier", txCreateString(u"QVSV_TEST:extra:Plain"));
-  EXPECT_TRUE(qvsvStringOrID::fromHostArray(form) == qvsvStringOrID::fromIdentifier("QVSV_TEST:extra:Plain"));
+  EXPECT_TRUE(qvsvStringOrID::fromHostArray(form) == id("QVSV_TEST:extra:Plain"));
   txSetFieldByNumber(form, 0, txAddField(form, "Arguments"), txCreateDoubleMatrix(0, 0));
   EXPECT_EQ(qvsvStringOrID::fromHostArray(form).text(), u"plain text");
   EXPECT_TRUE(qvsvStringOrID::fromHostArray(nullptr) == qvsvStringOrID());
+  const qvsvStringOrID big = pair(A{1, (std::int64_t{1} << 53) + 1});
+  EXPECT_THAT([&] { (void)big.toHostArray(); }, ThrowsMessage<std::out_of_range>(HasSubstr("9007199254740993")));
 }
 
 struct BadFormRow {
@@ -227,19 +202,11 @@ INSTANTIATE_TEST_SUITE_P(
                    "StringOrIDBadArgument", "not a 1x1 logical array"}),
     qvsv::test::RowName());
 
-// --- As the message of a diagnostic.
+// --- As the message of a diagnostic: an identifier makes a catalogued one
+// with its arguments; literal text goes under the identifier given, else
+// under the stand-in one; both kinds carry the handles given.
 
-TEST_F(StringOrID, IdentifierMakesACataloguedDiagnosticWithItsArguments) {
-  qvsvDiagnosticImpl* diag = qvsvCreateDiagnosticFromStringOrID(hookMessage(u"Gain"));
-  EXPECT_STREQ(qvsvGetIdentifierFromDiagnosticItem(diag, 0), kHookId);
-  EXPECT_EQ(std::u16string(qvsvGetMessageFromDiagnosticItem(diag, 0)), u"'Gain' is not the name of a testing hook.");
-  EXPECT_EQ(qvsvGetArgumentsFromLastDiagnostic(diag), (A{std::u16string(u"Gain")}));
-  qvsvDiscardDiagnostic(diag);
-}
-
-// Literal text goes under the identifier given, else under the stand-in one;
-// both kinds carry the handles given.
-TEST_F(StringOrID, LiteralTextMakesADiagnosticUnderTheGivenOrTheStandInIdentifier) {
+TEST_F(StringOrID, MakesADiagnosticUnderItsOwnTheGivenOrTheStandInIdentifier) {
   const double handles[] = {12.0001, 12.0002};
   for (const qvsvStringOrID& message : {hookMessage(u"x"), qvsvStringOrID(u"ready text")}) {
     qvsvDiagnosticImpl* diag = qvsvCreateDiagnosticFromStringOrID(handles, 2, message, "Quiver:blocks:Ready");
@@ -247,10 +214,14 @@ TEST_F(StringOrID, LiteralTextMakesADiagnosticUnderTheGivenOrTheStandInIdentifie
     EXPECT_EQ(qvsvGetHandlesFromDiagnosticItem(diag, 0), (std::vector<double>{12.0001, 12.0002}));
     qvsvDiscardDiagnostic(diag);
   }
-  qvsvDiagnosticImpl* unnamed = qvsvCreateDiagnosticFromStringOrID(qvsvStringOrID(u"ready text"));
-  EXPECT_STREQ(qvsvGetIdentifierFromDiagnosticItem(unnamed, 0), "QV_SERVICES:utils:TLStyleMsgId");
-  EXPECT_EQ(std::u16string(qvsvGetMessageFromDiagnosticItem(unnamed, 0)), u"ready text");
-  qvsvDiscardDiagnostic(unnamed);
+  for (const qvsvStringOrID& message : {hookMessage(u"Gain"), qvsvStringOrID(u"ready text")}) {
+    qvsvDiagnosticImpl* diag = qvsvCreateDiagnosticFromStringOrID(message);
+    EXPECT_STREQ(qvsvGetIdentifierFromDiagnosticItem(diag, 0),
+                 message.isString() ? "QV_SERVICES:utils:TLStyleMsgId" : kHookId);
+    EXPECT_EQ(std::u16string(qvsvGetMessageFromDiagnosticItem(diag, 0)), message.text());
+    EXPECT_EQ(qvsvGetArgumentsFromLastDiagnostic(diag), message.isString() ? A{} : A{std::u16string(u"Gain")});
+    qvsvDiscardDiagnostic(diag);
+  }
 }
 
 }  // namespace
