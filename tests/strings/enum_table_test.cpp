@@ -171,23 +171,11 @@ TEST_F(EnumTable, MalformedDefinitionsAreRefusedNamingTheCulprit) {
   EXPECT_EQ(qvsvEnumTableRegistry::lookup("TestBad"), nullptr);
 }
 
-// --- The catalogue of the area: every key exists in both shipped locales and
-// its placeholders are the same in both.
+// --- Every display key of a registered table is in the area's catalogue (the
+// util suite reads each catalogue text in both locales).
 
-TEST(EnumTableCatalogue, EveryKeyIsInEveryLocaleWithTheSamePlaceholders) {
-  const std::string folder = std::string(QVSV_SOURCE_DIR) + "/resources/QV_SERVICES/strings/";
-  const auto en = qvsv::test::CatalogueKeys(folder + "en.txt");
-  const auto de = qvsv::test::CatalogueKeys(folder + "de.txt");
-  ASSERT_FALSE(en.empty());
-  EXPECT_EQ(en, de);
-  for (const auto& [key, placeholders] : en) {
-    resource_core::MsgArguments arguments(placeholders.size(), std::string("x"));
-    for (const char* locale : {"en", "de"}) {
-      SCOPED_TRACE(key + " " + locale);
-      EXPECT_NO_THROW(resource_core::GetMessageText(
-          resource_core::BaseMsgID("QV_SERVICES:strings", key, arguments), locale));
-    }
-  }
+TEST(EnumTableCatalogue, EveryDisplayKeyIsInTheCatalogue) {
+  const auto en = qvsv::test::CatalogueKeys(std::string(QVSV_SOURCE_DIR) + "/resources/QV_SERVICES/strings/en.txt");
   for (const auto* table : qvsvEnumTableRegistry::tables()) {
     for (const auto& entry : *table) {
       EXPECT_TRUE(en.count(entry.display.messageID()->key())) << table->name() << " " << entry.name;
