@@ -205,6 +205,8 @@ INSTANTIATE_TEST_SUITE_P(
         Malformed{"int64_past_the_range",
                   [] { return metadataWith(txCreateStringFromUTF8("int64"), txCreateDoubleScalar(1e19)); },
                   "ArrayFieldType", "64-bit integer range"},
+        Malformed{"cell_metadata_value", [] { return metadataWith(nullptr, txCreateCellMatrix(1, 1)); },
+                  "ArrayFieldType", "Field 'value' of element 1"},
         Malformed{"repeated_metadata_key", [] { return metadataWith(nullptr, txCreateDoubleScalar(2), true); },
                   "ArrayDuplicateKey", "Element 2 of diag(2).metadata repeats the metadata key 'k'"},
         Malformed{"bad_field_deep_in_causes",

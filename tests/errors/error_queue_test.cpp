@@ -259,4 +259,17 @@ TEST_F(ErrorQueueHandles, PlainHandlesNeedAQueueAHandleArrayAndACount) {
   qvsvDiscardDiagnostic(queue);
 }
 
+// A setter answers with what the slot held, and clearing with the last value
+// (the other slots' setters are used by the tests of what they do).
+TEST_F(ErrorQueue, HostOnlyCallbackSlotsAnswerWithWhatTheyHeld) {
+  qvsvProcessCallback process = [](qvsvDiagnosticImpl*, double*, int) {};
+  EXPECT_EQ(qvsvSetGlobalProcessCallback(process), nullptr);
+  EXPECT_EQ(qvsvGetGlobalProcessCallback(), process);
+  EXPECT_EQ(qvsvClearGlobalProcessCallback(), process);
+  qvsvExtraMessageCallback extra = [](const double*, int, std::u16string&, std::vector<double>&) {};
+  EXPECT_EQ(qvsvSetGlobalQVExtraMessageCallback(extra), nullptr);
+  EXPECT_EQ(qvsvGetGlobalQVExtraMessageCallback(), extra);
+  EXPECT_EQ(qvsvClearGlobalQVExtraMessageCallback(), extra);
+}
+
 }  // namespace

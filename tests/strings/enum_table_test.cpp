@@ -109,6 +109,7 @@ TEST_F(EnumTable, ReportListsNamesValuesAndDisplayTextsInDeclaredOrder) {
   EXPECT_EQ(txGetStringUTF8(txGetField(report, 1, "Name")), "kErrorContext");
   EXPECT_EQ(txGetScalar(txGetField(report, 1, "Value")), 2.0);
   EXPECT_EQ(txGetString(txGetField(report, 1, "DisplayText")), u"Fehler");
+  EXPECT_EQ(txGetString(txGetField(contexts().getReport(), 0, "DisplayText")), u"Warning") << "the global locale's";
 }
 
 // The host form is the name; it reads back from a name or a number, and

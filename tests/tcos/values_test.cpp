@@ -84,6 +84,7 @@ INSTANTIATE_TEST_SUITE_P(
                  Reads<std::vector<std::uint8_t>>({0, 0, 0}), ""},
         ReadCase{"VectorFromMatrix", [] { return txCreateDoubleMatrix(2, 2); }, Refuses<std::vector<double>>(),
                  kWrong},
+        ReadCase{"MatrixFromText", [] { return txCreateString(u"ab"); }, Refuses<qvsvTcosMatrix<double>>(), kWrong},
         ReadCase{"TextVectorWithNumber",
                  [] {
                    txArray* c = ToHost(std::vector<std::string>{"a", "b"});
