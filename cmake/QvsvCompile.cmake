@@ -41,5 +41,7 @@ function(qvsv_add_test_suite name)
   cmake_parse_arguments(ARG "" "" "SOURCES;LIBS" ${ARGN})
   add_executable(${name} ${ARG_SOURCES})
   target_link_libraries(${name} PRIVATE ${ARG_LIBS} qvsv_test_support GTest::gtest GTest::gmock GTest::gtest_main qvsv_compile_options)
-  gtest_discover_tests(${name} DISCOVERY_TIMEOUT 60)
+  # NO_PRETTY_VALUES: CMake would otherwise append each parameter's printed bytes
+  # to the test name, where the row name already says what the case is.
+  gtest_discover_tests(${name} DISCOVERY_TIMEOUT 60 NO_PRETTY_VALUES)
 endfunction()
