@@ -9,7 +9,7 @@
 namespace {
 
 TEST(ExchangeCatalog, EveryMessageTheCodeSendsHasOnePlaceholderPerArgument) {
-  const auto en = qvsv::test::CatalogueKeys(std::string(QVSV_SOURCE_DIR) + "/resources/QV_SERVICES/exchange/en.txt");
+  const auto en = qvsv::test::ShippedCatalogueKeys("exchange");
   for (const auto& [key, count] : qvsv::detail::kExchangeMessages) {
     ASSERT_TRUE(en.count(key)) << key;
     EXPECT_EQ(en.at(key).size(), static_cast<std::size_t>(count)) << key;

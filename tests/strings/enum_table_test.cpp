@@ -176,7 +176,7 @@ TEST_F(EnumTable, MalformedDefinitionsAreRefusedNamingTheCulprit) {
 // util suite reads each catalogue text in both locales).
 
 TEST(EnumTableCatalogue, EveryDisplayKeyIsInTheCatalogue) {
-  const auto en = qvsv::test::CatalogueKeys(std::string(QVSV_SOURCE_DIR) + "/resources/QV_SERVICES/strings/en.txt");
+  const auto en = qvsv::test::ShippedCatalogueKeys("strings");
   for (const auto* table : qvsvEnumTableRegistry::tables()) {
     for (const auto& entry : *table) {
       EXPECT_TRUE(en.count(entry.display.messageID()->key())) << table->name() << " " << entry.name;

@@ -76,4 +76,8 @@ std::map<std::string, std::set<std::string>> CatalogueKeys(const std::filesystem
   return keys;
 }
 
+std::map<std::string, std::set<std::string>> ShippedCatalogueKeys(const std::string& area) {
+  return CatalogueKeys(std::filesystem::path(QVSV_SOURCE_DIR) / "resources/QV_SERVICES" / area / "en.txt");
+}
+
 }  // namespace qvsv::test

@@ -54,5 +54,8 @@ class ScopedEnv {
 // The keys of a catalogue source, each with the placeholders its text uses
 // (the text inside each pair of braces), from lines `Key { "text" }`.
 std::map<std::string, std::set<std::string>> CatalogueKeys(const std::filesystem::path& file);
+// The same for the English catalogue the library ships for one area
+// (resources/QV_SERVICES/AREA/en.txt in the source tree).
+std::map<std::string, std::set<std::string>> ShippedCatalogueKeys(const std::string& area);
 
 }  // namespace qvsv::test

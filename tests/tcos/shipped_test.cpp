@@ -15,7 +15,7 @@ namespace {
 
 TEST(TcosCatalogue, EveryKeyThrownIsInTheCatalogue) {
   const std::filesystem::path root(QVSV_SOURCE_DIR);
-  const auto en = qvsv::test::CatalogueKeys(root / "resources/QV_SERVICES/tcos/en.txt");
+  const auto en = qvsv::test::ShippedCatalogueKeys("tcos");
   // The keys a source throws: Diagnostic("Key", ... and WithCause("Key", ...
   std::size_t seen = 0;
   for (const auto& file : std::filesystem::directory_iterator(root / "qv_services/tcos")) {
