@@ -5,8 +5,12 @@
 
 #include <rapidjson/error/en.h>
 
+#include <rapidjson/memorystream.h>
+
 #include <algorithm>
+#include <charconv>
 #include <cmath>
+#include <limits>
 #include <memory>
 #include <vector>
 
@@ -15,6 +19,7 @@
 #include "qv_services/errors/diagnostic_state.hpp"
 #include "qv_services/errors/json_text.hpp"
 #include "qv_services/xml_form.hpp"
+#include "tessel/foundation.hpp"
 
 namespace {
 
@@ -267,6 +272,80 @@ class FormReader {
   }
 };
 
+// The SAX events of the reader, passed on to the document, but with numbers
+// converted here from their text. RapidJSON 1.1's full-precision conversion
+// normalises a zero significand with clz(0), which is undefined ("0e40" reads
+// as whatever the instruction leaves); std::from_chars rounds correctly.
+class NumberConvertingHandler {
+ public:
+  NumberConvertingHandler(rapidjson::Document& document, const rapidjson::MemoryStream& input)
+      : document_(document), input_(input) {}
+
+  bool Null() { return document_.Null(); }
+  bool Bool(bool b) { return document_.Bool(b); }
+  bool Int(int i) { return document_.Int(i); }
+  bool Uint(unsigned u) { return document_.Uint(u); }
+  bool Int64(std::int64_t i) { return document_.Int64(i); }
+  bool Uint64(std::uint64_t u) { return document_.Uint64(u); }
+  bool Double(double d) { return document_.Double(d); }
+  bool String(const char* s, rapidjson::SizeType n, bool copy) { return document_.String(s, n, copy); }
+  bool StartObject() { return document_.StartObject(); }
+  bool Key(const char* s, rapidjson::SizeType n, bool copy) { return document_.Key(s, n, copy); }
+  bool EndObject(rapidjson::SizeType members) { return document_.EndObject(members); }
+  bool StartArray() { return document_.StartArray(); }
+  bool EndArray(rapidjson::SizeType elements) { return document_.EndArray(elements); }
+
+  // `text` is the number as written, NUL-terminated, except that NaN and
+  // Infinity leave only their sign in it: the input, which ends where the
+  // number does, tells them apart.
+  bool RawNumber(const char* text, rapidjson::SizeType length, bool) {
+    const bool minus = length > 0 && text[0] == '-';
+    const std::string_view digits(text + (minus ? 1 : 0), length - (minus ? 1 : 0));
+    if (digits.empty()) {
+      const std::size_t end = input_.Tell();
+      if (end > 0 && input_.begin_[end - 1] == 'N') return document_.Double(std::numeric_limits<double>::quiet_NaN());
+      const double infinity = std::numeric_limits<double>::infinity();
+      return document_.Double(minus ? -infinity : infinity);
+    }
+    if (digits.find_first_of(".eE") == std::string_view::npos) {
+      std::uint64_t magnitude = 0;
+      const auto [end, error] = std::from_chars(digits.data(), digits.data() + digits.size(), magnitude);
+      if (error == std::errc() && end == digits.data() + digits.size()) {
+        if (!minus) return document_.Uint64(magnitude);
+        // -0 stays the integer 0, as a plain integer reads.
+        constexpr std::uint64_t kMostNegative = std::uint64_t{1} << 63;
+        if (magnitude <= kMostNegative) return document_.Int64(static_cast<std::int64_t>(0 - magnitude));
+      }
+    }
+    double value = 0;
+    const auto [end, error] = std::from_chars(text, text + length, value);
+    // Out of range (an underflow to a denormal or zero): strtod gives it.
+    if (error != std::errc() || end != text + length) value = tessel::StrtodLocaleIndependent(text, nullptr);
+    return document_.Double(value);
+  }
+
+ private:
+  rapidjson::Document& document_;
+  const rapidjson::MemoryStream& input_;
+};
+
+// Parses `text` into `document`; the parse result tells a syntax error.
+rapidjson::ParseResult parseJson(std::string_view text, rapidjson::Document& document) {
+  constexpr unsigned kFlags = rapidjson::kParseIterativeFlag | rapidjson::kParseValidateEncodingFlag |
+                              rapidjson::kParseNumbersAsStringsFlag | rapidjson::kParseNanAndInfFlag;
+  rapidjson::MemoryStream memory(text.data(), text.size());
+  rapidjson::EncodedInputStream<rapidjson::UTF8<>, rapidjson::MemoryStream> input(memory);
+  rapidjson::ParseResult result;
+  auto generate = [&](rapidjson::Document& events) {
+    NumberConvertingHandler handler(events, memory);
+    rapidjson::Reader reader;
+    result = reader.Parse<kFlags>(input, handler);
+    return !result.IsError();
+  };
+  document.Populate(generate);
+  return result;
+}
+
 qvsvDiagnosticImpl* restoreError(qvsvDiagnosticImpl* cause) {
   qvsvDiagnosticImpl* error =
       qvsvCreateDiagnosticFromMessageID(resource_core::BaseMsgID(kCatalog, "RestoreFromJSONError"));
@@ -328,14 +407,11 @@ std::string qvsvSerializeDiagnosticAsJSON(qvsvDiagnosticImpl* const& diag) {
 
 qvsvDiagnosticImpl* qvsvRestoreDiagnosticFromJSON(std::string_view text) {
   rapidjson::Document document;
-  constexpr unsigned kFlags = rapidjson::kParseIterativeFlag | rapidjson::kParseValidateEncodingFlag |
-                              rapidjson::kParseFullPrecisionFlag | rapidjson::kParseNanAndInfFlag;
-  document.Parse<kFlags>(text.data(), text.size());
-  if (document.HasParseError()) {
-    const auto [line, column] = lineAndColumn(text, document.GetErrorOffset());
+  const rapidjson::ParseResult parsed = parseJson(text, document);
+  if (parsed.IsError()) {
+    const auto [line, column] = lineAndColumn(text, parsed.Offset());
     return restoreError(qvsvCreateDiagnosticFromMessageID(resource_core::BaseMsgID(
-        kCatalog, "JSONSyntaxError",
-        {std::string(rapidjson::GetParseError_En(document.GetParseError())), line, column})));
+        kCatalog, "JSONSyntaxError", {std::string(rapidjson::GetParseError_En(parsed.Code())), line, column})));
   }
   try {
     const rapidjson::Value& root = document;

@@ -1,5 +1,9 @@
 #include <rapidjson/document.h>
 
+#include <bit>
+#include <cmath>
+#include <cstdint>
+#include <limits>
 #include <string>
 
 #include "qv_services/conversions.hpp"
@@ -110,6 +114,42 @@ INSTANTIATE_TEST_SUITE_P(
                       "items[0].metadata[0]: expected one of \"integer\", \"string\", \"wide\""},
         MalformedCase{R"([{"id":"a","message":"m","causes":[{"id":"b","message":"m","causes":[{"id":5}]}]}])",
                       "items[0].causes[0].causes[0].id: expected a string"}));
+
+struct NumberCase {
+  const char* text;  // a handle as written in the JSON text
+  double value;
+};
+
+class JsonFormNumber : public JsonForm, public ::testing::WithParamInterface<NumberCase> {};
+
+// Numbers read correctly rounded, a zero significand with any exponent as
+// zero, and the sign of zero kept only where a fraction or exponent is given.
+TEST_P(JsonFormNumber, ReadsTheCorrectlyRoundedDouble) {
+  const std::string text = std::string(R"({"format":"qv_services.diagnostic","version":1,"items":)") +
+                           R"([{"id":"A:b","message":"m","handles":[)" + GetParam().text + "]}]}";
+  qvsvDiagnosticImpl* diag = qvsvRestoreDiagnosticFromJSON(text);
+  ASSERT_NE(diag, nullptr);
+  ASSERT_EQ(diag->lastItem()->numHandles, 1) << diag->lastItem()->identifier;
+  const double read = diag->lastItem()->handles[0];
+  if (std::isnan(GetParam().value)) {
+    EXPECT_TRUE(std::isnan(read)) << read;
+  } else {
+    EXPECT_EQ(std::bit_cast<std::uint64_t>(read), std::bit_cast<std::uint64_t>(GetParam().value)) << read;
+  }
+  qvsvDiscardDiagnostic(diag);
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Handles, JsonFormNumber,
+    ::testing::Values(NumberCase{"0e51", 0.0}, NumberCase{"-0.000e40", -0.0}, NumberCase{"0.0e-30", 0.0},
+                      NumberCase{"-0", 0.0}, NumberCase{"1e-400", 0.0}, NumberCase{"4.9e-324", 4.9e-324},
+                      NumberCase{"2.2250738585072011e-308", 2.2250738585072011e-308},
+                      NumberCase{"0.1e1", 1.0}, NumberCase{"9007199254740993", 9007199254740992.0},
+                      NumberCase{"-9223372036854775808", -9223372036854775808.0},
+                      NumberCase{"18446744073709551617", 18446744073709551616.0},
+                      NumberCase{"-Infinity", -std::numeric_limits<double>::infinity()},
+                      NumberCase{"Infinity", std::numeric_limits<double>::infinity()},
+                      NumberCase{"NaN", std::numeric_limits<double>::quiet_NaN()}));
 
 TEST_F(JsonForm, WrongFormatVersionOrNestingIsNotRestored) {
   for (const std::string& text : {std::string(R"({"format":"other","version":1,"items":[]})"),
