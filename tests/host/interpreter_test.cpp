@@ -123,10 +123,20 @@ TEST_F(Interpreter, ModuleRegistersItsTableForItsLifetimeAndRefusesAFailedInitia
   }
   EXPECT_FALSE(tessel::IsFunctionRegistered("module_fn"));
   EXPECT_EQ(gTerminated, 1);
+  {
+    // The name is taken: the module neither replaces nor, unloading, removes it.
+    tessel::ScopedFunction owner("module_fn", [](int, txArray* plhs[], int, txArray**) {
+      plhs[0] = txCreateDoubleScalar(7);
+    });
+    { tessel::ScopedModule module(init, terminate, query); }
+    EXPECT_EQ(txGetScalar(tessel::EvaluateExpression(u"module_fn")), 7.0);
+  }
+  EXPECT_EQ(gTerminated, 2);
   gInitResult = 1;
   EXPECT_THAT(HostErrorOf([&] { tessel::ScopedModule failed(init, terminate, query); }),
               StartsWith("Tessel:ModuleInitFailed:"));
   EXPECT_FALSE(tessel::IsFunctionRegistered("module_fn"));
+  EXPECT_EQ(gTerminated, 2) << "a module that failed to initialise is not terminated";
 }
 
 class Expression : public Interpreter {
