@@ -23,6 +23,10 @@ bool IsLetter(char16_t c) { return (c >= u'a' && c <= u'z') || (c >= u'A' && c <
 bool IsDigit(char16_t c) { return c >= u'0' && c <= u'9'; }
 bool IsNameChar(char16_t c) { return IsLetter(c) || IsDigit(c) || c == u'_' || c == u'.'; }
 
+// Powers, written or combined, stay within this magnitude; nesting would
+// otherwise multiply them past the range of int.
+constexpr int kMaxPower = 1000;
+
 // The reading position over one expression, shared by both grammars.
 class Reader {
  public:
@@ -83,7 +87,7 @@ class Reader {
     long long value = 0;
     while (pos_ < text_.size() && IsDigit(text_[pos_])) {
       value = value * 10 + (text_[pos_] - u'0');
-      if (value > 1000) fail("the power is too large");
+      if (value > kMaxPower) fail("the power is too large");
       ++pos_;
     }
     if (pos_ == start) fail("a whole power was expected");
@@ -205,14 +209,13 @@ class DimensionParser {
 
 using UnitTerms = std::vector<std::pair<std::u16string, int>>;
 
-void AddTerm(UnitTerms& terms, const std::u16string& symbol, int power) {
+// Adds `power` to the symbol's term; the combined power.
+int AddTerm(UnitTerms& terms, const std::u16string& symbol, int power) {
   for (auto& term : terms) {
-    if (term.first == symbol) {
-      term.second += power;
-      return;
-    }
+    if (term.first == symbol) return term.second += power;
   }
   terms.emplace_back(symbol, power);
+  return power;
 }
 
 class UnitParser {
@@ -256,19 +259,23 @@ class UnitParser {
       power = in_.integer();
       if (parenthesised) in_.expect(u')', "')' was expected");
     }
-    for (const auto& [s, p] : inner) AddTerm(terms, s, sign * power * p);
+    for (const auto& [s, p] : inner) add(terms, s, sign * power * p);
+  }
+  void add(UnitTerms& terms, const std::u16string& symbol, int power) {
+    const int combined = AddTerm(terms, symbol, power);
+    if (combined > kMaxPower || combined < -kMaxPower) in_.fail("the power is too large");
   }
   void symbol(UnitTerms& terms, const std::u16string& name) {
     if (lookup_ == nullptr) return;
     if (const std::optional<std::u16string> other = (*lookup_)(name)) {
       // Another property's unit, already in normal form: its symbols are known.
       if (*other != u"1") {
-        for (const auto& [s, p] : UnitParser(*other, nullptr).parseSymbols()) AddTerm(terms, s, p);
+        for (const auto& [s, p] : UnitParser(*other, nullptr).parseSymbols()) add(terms, s, p);
       }
       return;
     }
     if (!IsKnownUnitSymbol(name)) ThrowTcosDiagnostic("UnknownUnit", {name});
-    AddTerm(terms, name, 1);
+    add(terms, name, 1);
   }
   // Reads a normal form without lookups but keeping its symbols.
   UnitTerms parseSymbols() {

@@ -7,7 +7,8 @@
 //   unary := ('+' | '-') unary | power
 //   power := primary ('^' unary)?
 //   primary := number | name | name '(' [expr (',' expr)*] ')' | '(' expr ')'
-// A unit is a product of unit symbols with integer powers:
+// A unit is a product of unit symbols with integer powers (at most 1000 in
+// magnitude, as written and as combined):
 //   unit := factor (('*' | '/') factor)*,  factor := ('1' | symbol | '(' unit ')') ('^' ['-'] digits)?
 // Names and symbols start with a letter and go on with letters, digits, '_'
 // and '.'. A syntax error throws "QV_SERVICES:tcos:ExpressionSyntax" naming
