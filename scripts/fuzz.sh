@@ -13,7 +13,7 @@ cd "$(dirname "$0")/.."
 
 seconds=${1:-40}
 shift || true
-all_targets=(restore json_restore regexp wide_string conversions catalog host_expression tcos_expression float_input)
+all_targets=(restore json_restore regexp wide_string conversions catalog host_expression tcos_expression suppressions float_input)
 if [ "$#" -gt 0 ]; then targets=("$@"); else targets=("${all_targets[@]}"); fi
 budget=${QVSV_FUZZ_BUDGET:-300}
 per_target=$(( budget / ${#targets[@]} ))
