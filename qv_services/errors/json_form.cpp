@@ -4,7 +4,6 @@
 #include "qv_services/json_form.hpp"
 
 #include <rapidjson/error/en.h>
-
 #include <rapidjson/memorystream.h>
 
 #include <algorithm>
@@ -275,7 +274,7 @@ class FormReader {
 // The SAX events of the reader, passed on to the document, but with numbers
 // converted here from their text. RapidJSON 1.1's full-precision conversion
 // normalises a zero significand with clz(0), which is undefined ("0e40" reads
-// as whatever the instruction leaves); std::from_chars rounds correctly.
+// as whatever the instruction leaves).
 class NumberConvertingHandler {
  public:
   NumberConvertingHandler(rapidjson::Document& document, const rapidjson::MemoryStream& input)
@@ -317,11 +316,9 @@ class NumberConvertingHandler {
         if (magnitude <= kMostNegative) return document_.Int64(static_cast<std::int64_t>(0 - magnitude));
       }
     }
-    double value = 0;
-    const auto [end, error] = std::from_chars(text, text + length, value);
-    // Out of range (an underflow to a denormal or zero): strtod gives it.
-    if (error != std::errc() || end != text + length) value = tessel::StrtodLocaleIndependent(text, nullptr);
-    return document_.Double(value);
+    // The reader has checked the grammar; strtod rounds correctly, and
+    // gives the denormal or zero of an underflow.
+    return document_.Double(tessel::StrtodLocaleIndependent(text, nullptr));
   }
 
  private:
